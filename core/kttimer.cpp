@@ -1,0 +1,5 @@
+#include "kttimer.h"
+
+ktTimer::ktTimer() = default;
+
+ktTimer::~ktTimer() = default;
