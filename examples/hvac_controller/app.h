@@ -1,0 +1,40 @@
+/// @file
+/// The application: its main loop, its controller and its threads.
+#pragma once
+
+#include <vector>
+
+#include "controller.h"
+#include "options.h"
+#include "sensor.h"
+#include "signalwatcher.h"
+#include "statusclock.h"
+
+/// Built, run and destroyed on the main thread, which runs the controller's loop.
+///
+/// A new thread is a Worker among the members, listed in the constructor: it is then initialised, started and stopped
+/// with the others, in that order and back.
+class App : private EventLoop {
+public:
+    /// `aTrace` must outlive the application.
+    App(Trace const& aTrace, Options const& aOptions);
+
+    /// Runs until the trace has ended or a signal has come. @return 0, or why it cannot run.
+    ktError Run();
+    /// Prints what was done.
+    void PrintReport() const;
+
+private:
+    ktError Start();
+    void Stop();
+    void OnEvent(ktEvent const& aEvent) override;
+    void LogStatus(int aDay) const;
+
+    const bool mHold;
+    Controller mController;
+    Pace mPace;
+    SignalWatcher mSignalWatcher;
+    Sensor mSensor;
+    StatusClock mStatusClock;
+    std::vector<Worker*> mWorkers;  ///< in the order in which they start
+};
