@@ -58,7 +58,14 @@ void App::OnEvent(ktEvent const& aEvent)
 {
     if (aEvent.GetType() == kEventStatusWanted)
         LogStatus(aEvent.GetValue());
-    if (aEvent.GetType() == kEventTraceEnded && !mHold)
+    if (aEvent.GetType() == kEventTraceEnded)
+        OnTraceEnded();
+}
+
+void App::OnTraceEnded()
+{
+    ktLogWithComponent(kLogPriorityInfo, "app", mHold ? "the trace has ended: holding" : "the trace has ended");
+    if (!mHold)
         Queue().Exit();
 }
 

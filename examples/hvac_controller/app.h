@@ -28,6 +28,7 @@ private:
     ktError Start();
     void Stop();
     void OnEvent(ktEvent const& aEvent) override;
+    void OnTraceEnded();
     void LogStatus(int aDay) const;
 
     const bool mHold;

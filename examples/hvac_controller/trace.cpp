@@ -1,6 +1,5 @@
 #include "trace.h"
 
-#include <array>
 #include <cerrno>
 #include <charconv>
 #include <cstdio>
@@ -60,25 +59,23 @@ bool ParseTemperature(std::string const& aField, double& aTemperature)
     return parsed.ec == std::errc() && parsed.ptr == end && aTemperature >= kColdest && aTemperature <= kHottest;
 }
 
-enum class LineState { kRead, kEnd, kTooLong, kFailed };
-
 /// Reads a line without its end, which may be "\n" or "\r\n".
-LineState ReadLine(std::FILE* aFile, std::string& aLine)
+Trace::LineState ReadLine(std::FILE* aFile, std::string& aLine)
 {
     aLine.clear();
     int character = 0;
     while ((character = std::getc(aFile)) != EOF && character != '\n') {
         if (aLine.size() == kMaxLineLength)
-            return LineState::kTooLong;
+            return Trace::LineState::kTooLong;
         aLine.push_back(static_cast<char>(character));
     }
     if (std::ferror(aFile) != 0)
-        return LineState::kFailed;
+        return Trace::LineState::kFailed;
     if (character == EOF && aLine.empty())
-        return LineState::kEnd;
+        return Trace::LineState::kEnd;
     if (!aLine.empty() && aLine.back() == '\r')
         aLine.pop_back();
-    return LineState::kRead;
+    return Trace::LineState::kRead;
 }
 
 std::string Fault(std::string const& aPath, int aLine, std::string const& aWhat)
@@ -102,23 +99,25 @@ bool Trace::Load(std::string const& aPath, std::string& aFault)
     }
     std::string line;
     std::string what;
-    int number = 1;
-    for (; what.empty(); ++number) {
-        const LineState state = ReadLine(file.get(), line);
-        if (state == LineState::kEnd)
-            break;
-        if (state == LineState::kFailed)
-            what = SystemFault("cannot be read");
-        else if (state == LineState::kTooLong)
-            what = "longer than " + std::to_string(kMaxLineLength) + " characters";
-        else
-            what = TakeLine(line);
+    LineState state = LineState::kRead;
+    int number = 0;
+    while (state == LineState::kRead && what.empty()) {
+        ++number;
+        state = ReadLine(file.get(), line);
+        what = state == LineState::kRead ? TakeLine(line) : EndWith(state);
     }
-    if (what.empty() && mSamples.empty())
-        what = "the file ends without a sample";
     if (!what.empty())
-        aFault = Fault(aPath, number - 1, what);
+        aFault = Fault(aPath, number, what);
     return what.empty();
+}
+
+std::string Trace::EndWith(LineState aState) const
+{
+    if (aState == LineState::kFailed)
+        return SystemFault("cannot be read");
+    if (aState == LineState::kTooLong)
+        return "longer than " + std::to_string(kMaxLineLength) + " characters";
+    return mSamples.empty() ? "the file ends without a sample" : "";
 }
 
 std::string Trace::TakeLine(std::string const& aLine)

@@ -27,10 +27,14 @@ public:
         return mSamples;
     }
 
+    /// How the reading of a line has ended.
+    enum class LineState { kRead, kEnd, kTooLong, kFailed };
+
 private:
-    /// @return what is wrong with the line; empty when nothing is.
+    /// These return what is wrong; an empty text when nothing is.
     std::string TakeLine(std::string const& aLine);
     std::string TakeSample(std::string const& aLine);
+    std::string EndWith(LineState aState) const;
 
     bool mHasColumns = false;
     std::vector<Sample> mSamples;
