@@ -5,7 +5,7 @@
 
 namespace {
 
-constexpr long long kSecondsPerDay = 24 * 60 * 60;
+constexpr long long kSecondsPerDay = 86400;
 
 }  // namespace
 

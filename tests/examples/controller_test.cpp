@@ -1,10 +1,10 @@
 // The controller as its users run it: a process with arguments, a trace, an exit status and what it prints.
 #include <fcntl.h>
 #include <gtest/gtest.h>
-#include <signal.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <csignal>
 #include <cstdlib>
 #include <fstream>
 #include <string>
@@ -189,7 +189,7 @@ TEST_F(Controller, RefusesACommandLineThatItCannotFollow)
         EXPECT_EQ(mErr, std::string("hvac_controller: ") + aCase.mFault + "\n");
     }
     EXPECT_EQ(Run({"--help"}), 0);
-    EXPECT_EQ(mOut.find("Usage: hvac_controller "), 0u) << mOut;
+    EXPECT_EQ(mOut.find("Usage: hvac_controller "), 0U) << mOut;
 }
 
 TEST_F(Controller, HoldsUntilASignalComesAndThenLeavesInOrder)
@@ -199,7 +199,7 @@ TEST_F(Controller, HoldsUntilASignalComesAndThenLeavesInOrder)
         EXPECT_TRUE(WaitForLog("holding\n")) << mErr;
         Signal(number);
         EXPECT_EQ(End(), 0);
-        EXPECT_EQ(mOut.find("samples           2016\n"), 0u) << mOut;
+        EXPECT_EQ(mOut.find("samples           2016\n"), 0U) << mOut;
         EXPECT_NE(mErr.find("app: signal " + std::to_string(number) + ": leaving\n"), std::string::npos) << mErr;
     }
     const std::string trace =
@@ -208,7 +208,7 @@ TEST_F(Controller, HoldsUntilASignalComesAndThenLeavesInOrder)
     EXPECT_TRUE(WaitForLog("idle -> heating")) << "in the middle of the trace";
     Signal(SIGINT);
     EXPECT_EQ(End(), 0);
-    EXPECT_EQ(mOut.find("samples              1\n"), 0u) << mOut;
+    EXPECT_EQ(mOut.find("samples              1\n"), 0U) << mOut;
 }
 
 }  // namespace

@@ -123,7 +123,8 @@ TEST_F(Log, ReportsWhatItCannotWriteOncePerEpisode)
 
 TEST_F(Log, PrintsUtcInAnyZone)
 {
-    const std::string before = std::getenv("TZ") != nullptr ? std::getenv("TZ") : "";
+    char const* const zone = std::getenv("TZ");
+    const std::string before = zone != nullptr ? zone : "";
     setenv("TZ", "America/New_York", 1);
     tzset();
     ktLog(kLogPriorityInfo, "x");
@@ -164,7 +165,7 @@ TEST_F(Log, ReportsTheMemoryOfTheProcess)
     std::fclose(file);
     const unsigned long now = pages * static_cast<unsigned long>(sysconf(_SC_PAGESIZE)) / 1024;
     EXPECT_NEAR(static_cast<double>(static_cast<unsigned int>(now)), static_cast<double>(size), 4096.0);
-    EXPECT_GT(data, 0u);
+    EXPECT_GT(data, 0U);
 }
 
 TEST_F(Log, CutsAndKeepsTheIdentifier)
@@ -233,7 +234,7 @@ TEST(Platform, NamesTheProcess)
     EXPECT_STREQ(kt::Core::Os::GetProcessName(), "log_test");
     EXPECT_EQ(kt::Core::Os::GetProcessName(), kt::Core::Os::GetProcessName());
     const kt::Core::Range range = {3, 4};
-    EXPECT_EQ(range.mBase + range.mLength, 7u);
+    EXPECT_EQ(range.mBase + range.mLength, 7U);
 }
 
 }  // namespace

@@ -146,14 +146,14 @@ TEST(LogBuffer, RepeatsThePrefixOnEachLineAndEndsWithOneNewline)
         EXPECT_EQ(TextOf(outer), RecordFor(prefix, text));
     }
     ktLogBuffer pieces;
-    AppendText(pieces, kMay2024, kWarning, "h", "c", "%d%%\n%c%s|%5.1f|%x%lld", 99, 'q', "\nr\n", 2.5, 255u,
+    AppendText(pieces, kMay2024, kWarning, "h", "c", "%d%%\n%c%s|%5.1f|%x%lld", 99, 'q', "\nr\n", 2.5, 255U,
                -5000000000LL);
     EXPECT_EQ(TextOf(pieces), RecordFor(prefix, "99%\nq\nr\n|  2.5|ff-5000000000"));
 }
 
 TEST(LogBuffer, StaysInsideUpTo1279Bytes)
 {
-    for (unsigned int length : {1278u, 1279u, 1280u, 1281u, 5000u}) {
+    for (unsigned int length : {1278U, 1279U, 1280U, 1281U, 5000U}) {
         const std::string text(length, 'x');
         ktLogBuffer whole;
         whole.AppendNoPrefix(text.data(), length);
@@ -165,7 +165,7 @@ TEST(LogBuffer, StaysInsideUpTo1279Bytes)
         EXPECT_EQ(IsInside(grown), length < 1280) << length;
         EXPECT_EQ(TextOf(grown), text);
         grown.Clear();
-        EXPECT_EQ(grown.GetLength(), 0u);
+        EXPECT_EQ(grown.GetLength(), 0U);
         EXPECT_TRUE(IsInside(grown));
         grown.AppendNoPrefix(text.data(), length);
         EXPECT_EQ(TextOf(grown), text) << "after Clear()";
@@ -203,7 +203,7 @@ TEST(LogBuffer, AppendsItselfAndOthersLineByLine)
     doubled.AppendNoPrefix("0123456789", 10);
     for (int i = 0; i < 8; ++i)
         doubled.Append(&doubled);
-    EXPECT_EQ(doubled.GetLength(), 2560u) << "through the inline area and beyond";
+    EXPECT_EQ(doubled.GetLength(), 2560U) << "through the inline area and beyond";
     EXPECT_EQ(TextOf(doubled).substr(2550), "0123456789");
 }
 
@@ -217,7 +217,7 @@ TEST(LogBuffer, SplitsLines)
     while (ktLogBuffer::GetNextLine(data, remaining, length))
         lengths.push_back(length);
     EXPECT_EQ(lengths, (std::vector<unsigned int>{2, 1, 2}));
-    EXPECT_EQ(length, 0u);
+    EXPECT_EQ(length, 0U);
     EXPECT_EQ(data, begin + 5);
 }
 
@@ -261,7 +261,7 @@ TEST(LogBuffer, SurvivesFailureOfEveryAllocation)
             const std::string cut = TextOf(record);
             ASSERT_TRUE(record.LastCharIsNewline()) << "allocation " << n;
             EXPECT_LT(cut.size(), whole.size());
-            EXPECT_GT(cut.size(), 1270u);
+            EXPECT_GT(cut.size(), 1270U);
             EXPECT_EQ(cut.substr(0, 1270), whole.substr(0, 1270));
             EXPECT_EQ(tap.Writes(), 1) << tap.Text();
             EXPECT_NE(tap.Text().find("(4) ktbytebuffer: failed to allocate ("), std::string::npos);
@@ -274,7 +274,7 @@ TEST(LogBuffer, SurvivesFailureOfEveryAllocation)
     FailNthAllocation fail(1);
     AppendText(full, kMay2024, kWarning, "h", nullptr, "%s", rest.c_str());
     EXPECT_TRUE(fail.Fired());
-    EXPECT_EQ(full.GetLength(), 1279u);
+    EXPECT_EQ(full.GetLength(), 1279U);
     EXPECT_TRUE(full.LastCharIsNewline());
 }
 
