@@ -51,7 +51,10 @@ ktError ktByteBuffer::GrowBuffer(int aSize)
 {
     if (mCapacity >= aSize)
         return kErrNone;
-    const int size = std::max(aSize, mLength + mTerminatorReserve);  // a large reserve must not cut off data
+    const long long needed = static_cast<long long>(mLength) + mTerminatorReserve;
+    if (mTerminatorReserve < 0 || needed > INT_MAX)
+        return kErrBadValue;
+    const int size = std::max(aSize, static_cast<int>(needed));  // a large reserve must not cut off data
     void* const block = ktREALLOC(mBuffer, static_cast<std::size_t>(size));
     if (block == nullptr) {
         ktLogWithComponent(kLogPriorityCritical, nullptr, "ktbytebuffer: failed to allocate (%d) bytes for bytebuffer",
@@ -70,9 +73,10 @@ ktError ktByteBuffer::Append(void const* aData, int aLength)
     const long long size = static_cast<long long>(mLength) + aLength + mTerminatorReserve;
     if (size > INT_MAX)
         return kErrBadValue;
-    // The data may lie in this very block, which growing moves.
+    // The data may lie in this very block, which growing moves; the terminator is behind the capacity.
     char const* const data = static_cast<char const*>(aData);
-    const bool isOwn = data >= mBuffer && data < mBuffer + mCapacity;
+    const int ownSize = mCapacity + (mTerminatorReserve != 0 ? 1 : 0);
+    const bool isOwn = mBuffer != nullptr && data >= mBuffer && data < mBuffer + ownSize;
     const std::ptrdiff_t offset = isOwn ? data - mBuffer : 0;
     const ktError result = GrowBuffer(static_cast<int>(size));
     if (result != kErrNone)

@@ -1,5 +1,7 @@
 #include "kteventqueue.h"
 
+#include <prthread.h>
+
 #include <new>
 
 #include "ktlog.h"
@@ -19,7 +21,7 @@ struct ktEventQueue::PairDeque::Block {
 };
 
 inline ktEventQueue::PairDeque::PairDeque()
-    : mBack(nullptr), mBackIndex(0), mPosted(0), mFront(nullptr), mFrontIndex(0), mKnown(0), mIsEmpty(true)
+    : mBack(nullptr), mBackIndex(0), mPosted(0), mIsEmpty(true), mFront(nullptr), mFrontIndex(0), mKnown(0)
 {
 }
 
@@ -77,7 +79,7 @@ inline void ktEventQueue::PairDeque::CountPosted()
     mPosted = 0;
 }
 
-ktEventQueue::ktEventQueue() : mPoller(nullptr), mLock(nullptr), mCallback(nullptr)
+ktEventQueue::ktEventQueue() : mPoller(nullptr), mLock(nullptr), mCallback(nullptr), mOwesSignal(false)
 {
 }
 
@@ -123,20 +125,12 @@ ktError ktEventQueue::Enqueue(ktEvent const* aEvent, ktIEventHandler* aHandler)
     aEvent->AddRef();
     if (mLock == nullptr)
         return Refuse(aEvent, kErrNotInitialised);
-    bool wasEmpty = false;
-    bool queued = false;
-    {
-        ktLockGuard guard(mLock);
-        wasEmpty = mPairs.IsEmpty();
-        queued = mPairs.PushBack({aEvent, aHandler});
-        if (wasEmpty && queued)
-            NotifyState(true);
-    }
-    if (!queued)
+    bool needsSignal = false;
+    if (!Push({aEvent, aHandler}, needsSignal))
         return Refuse(aEvent, kErrNoMemory);
     // After unlocking: an owner that is woken inside the lock would only go back to sleep on it.
-    if (wasEmpty)
-        ktSetPollable(mPoller);
+    if (needsSignal)
+        RaiseSignal();
     return kErrNone;
 }
 
@@ -192,6 +186,34 @@ ktError ktEventQueue::Refuse(ktEvent const* aEvent, ktError aReason)
                        aReason);
     aEvent->Release();
     return aReason;
+}
+
+bool ktEventQueue::Push(ktEventPair const& aPair, bool& aNeedsSignal)
+{
+    ktLockGuard guard(mLock);
+    const bool wasEmpty = mPairs.IsEmpty();
+    aNeedsSignal = wasEmpty || mOwesSignal;
+    // NSPR gets to know a thread when it first writes, and has no way to say that it had no memory for that.
+    if (aNeedsSignal && PR_GetCurrentThread() == nullptr)
+        return false;
+    if (!mPairs.PushBack(aPair))
+        return false;
+    mOwesSignal = false;
+    if (wasEmpty)
+        NotifyState(true);
+    return true;
+}
+
+void ktEventQueue::RaiseSignal()
+{
+    if (ktSetPollable(mPoller))
+        return;
+    {
+        ktLockGuard guard(mLock);
+        mOwesSignal = true;
+    }
+    ktLogWithComponent(kLogPriorityCritical, nullptr,
+                       "kteventqueue: event queue %p cannot wake its owner before the next post", this);
 }
 
 ktError ktEventQueue::TakeFront(ktEventPair& aPair)

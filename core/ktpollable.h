@@ -8,9 +8,11 @@
 ///
 /// It is polled, waited for and destroyed with NSPR's own functions, and set with ktSetPollable(). When it has been set
 /// and not yet waited for, `PR_Poll` answers from memory, which saves a busy owner one system call in three. As NSPR
-/// then leaves the other descriptors of that poll unasked, every few answers in a row one goes to the kernel.
+/// then leaves the other descriptors of that poll unasked, at most 15 answers in a row come from memory.
 /// @return null when there is no memory or no descriptor left.
 PRFileDesc* ktNewPollable();
 
-/// Sets it. Any thread; never waits while fewer than 65,536 settings are pending (a pipe's capacity).
-void ktSetPollable(PRFileDesc* aPollable);
+/// Sets it. Any thread that NSPR knows; never waits. Touches nothing of the pollable once its waiter may have been
+/// woken.
+/// @return false when the system had no memory for it.
+bool ktSetPollable(PRFileDesc* aPollable);

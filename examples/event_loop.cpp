@@ -24,7 +24,8 @@ int main()
     for (bool running = true; running && PR_Poll(&poll, 1, PR_INTERVAL_NO_TIMEOUT) > 0;) {
         PR_WaitForPollableEvent(poll.fd);
         while (ktEvent const* event = queue.Dequeue()) {  // calls the greeter on the way
-            running = event->GetType() != ktEventTypeExit;
+            if (event->GetType() == ktEventTypeExit)
+                running = false;
             event->Release();
         }
     }

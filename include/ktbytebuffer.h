@@ -32,8 +32,10 @@ public:
 
     /// Length 0; the block is kept.
     void Clear();
-    /// Makes room for `aSize` bytes in all, the terminator reserve included; never shrinks.
-    /// @return 0; -2 when there is no memory, which is logged, and then the buffer is as before.
+    /// Makes room for `aSize` bytes in all, the terminator reserve included, and never for less than the data and its
+    /// reserve.
+    /// @return 0; -2 when there is no memory, which is logged; -5 for a reserve that is negative or too large. On
+    ///         failure the buffer is as before.
     ktError GrowBuffer(int aSize);
 
     ktError Append(void const* aData, int aLength);
@@ -50,8 +52,8 @@ public:
 
     /// Reads the stream to its end in blocks of 2,048 bytes and appends the first byte of each whole block; a partial
     /// block at the end is dropped. May block for the stream, which stays open and with the caller.
-    /// @return 0; -1 when the stream has an error, which is logged; -2 when there is no memory. What was appended
-    /// stays.
+    /// @return 0; -1 when the stream has an error, which is logged; -2 when there is no memory; -5 without a stream.
+    ///         What was appended stays.
     ktError AppendFile(std::FILE* aStream);
     /// Clears the buffer, then the same for the file. May block for the file system.
     /// @return as above; -1 also when the file cannot be opened, which is logged, and then the buffer is empty.

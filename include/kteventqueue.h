@@ -20,16 +20,19 @@ struct ktEventPair {
 /// that a burst of posts costs one wake-up. Its loop:
 ///
 /// 1. Prepare a `PRPollDesc` of GetPoller(), with `PR_POLL_READ` and out-flags 0.
-/// 2. `PR_Poll` it, alone or among the thread's other descriptors, with the thread's timeout.
+/// 2. `PR_Poll` it, alone or among the thread's other descriptors, with the thread's timeout. While the queue is
+///    signalled, up to 15 polls in a row report it alone, without asking the kernel for the others.
 /// 3. When the poll has reported it, and only then (it blocks otherwise), call `PR_WaitForPollableEvent` once; then
 ///    call Dequeue() until it returns null, and handle and release each event that it returns.
 ///
 /// Draining to null is mandatory: a loop that leaves events behind is not woken for them until the queue has once been
 /// empty. A wake-up that finds the queue drained is harmless.
 ///
-/// The queue does not start or own threads, does not own handlers, and does not protect against being destroyed while
-/// another thread posts. Between the creation of its two descriptors and their being marked close-on-exec, another
-/// thread's fork and exec can inherit them.
+/// The queue does not start or own threads and does not own handlers. Taking from two threads at once is not possible;
+/// ownership can be handed on if the threads synchronise over it. The queue does not protect against being destroyed
+/// while another thread posts, and having received an event does not prove that the call that posted it has returned:
+/// join the poster first. Between the creation of its two descriptors and their being marked close-on-exec (which
+/// needs `/proc` when descriptor numbers have gaps), another thread's fork and exec can inherit them.
 class KT_EXPORT ktEventQueue {
 public:
     /// An empty queue that cannot be posted to before Init().
@@ -37,10 +40,11 @@ public:
     ktEventQueue(ktEventQueue const&) = delete;
     ktEventQueue& operator=(ktEventQueue const&) = delete;
     /// Releases every event that is left without calling its handler, then tells the callback, if there was one left,
-    /// that the queue is idle. The owner's thread, when no thread can post any more.
+    /// that the queue is idle. The owner's thread, when every call of another thread has returned.
     virtual ~ktEventQueue();
 
-    /// Creates the descriptor and the lock.
+    /// Creates the descriptor and the lock. NSPR initialises itself when a process first uses it, and does not survive a
+    /// lack of memory then; a process that must do so uses it while there is some.
     /// @return 0; -2 when one of them cannot be had: what was created stays until a later Init() or the destructor;
     ///         -3 when already initialised, and then nothing has changed.
     ktError Init();
@@ -56,9 +60,10 @@ public:
     ///
     /// The queue takes a reference of its own, also on an event that nobody owns yet. When it refuses the event it
     /// releases that reference again, which destroys an event that nobody else owns.
-    /// @param aEvent must not be null. @param aHandler called on the owner's thread; null returns the event to the
-    /// loop.
-    /// @return 0; -2 when there is no memory to hold the event, which is logged; -9 before Init().
+    /// @param aEvent must not be null.
+    /// @param aHandler called on the owner's thread; null returns the event to the loop.
+    /// @return 0; -2 when there is no memory to hold the event, or for NSPR to know the thread; -9 before Init(). Both
+    ///         are logged.
     ktError Enqueue(ktEvent const* aEvent, ktIEventHandler* aHandler);
 
     /// Takes the first event without dispatching it. The owner only; waits only for the lock.
@@ -100,21 +105,24 @@ private:
 
     private:
         struct Block;
-        Block* mBack;     ///< holds the last pair; null until the first post
-        int mBackIndex;   ///< behind the last pair, in mBack
-        int mPosted;      ///< since the owner last looked
-        Block* mFront;    ///< the owner's, as all below: holds the first pair
+        Block* mBack;    ///< holds the last pair; null until the first post
+        int mBackIndex;  ///< behind the last pair, in mBack
+        int mPosted;     ///< since the owner last looked
+        bool mIsEmpty;
+        Block* mFront;    ///< the owner's, as the rest: holds the first pair
         int mFrontIndex;  ///< of the first pair, in mFront
         int mKnown;       ///< pairs that the owner has seen and not taken
-        bool mIsEmpty;
     };
 
     KT_HIDDEN ktError Refuse(ktEvent const* aEvent, ktError aReason);
     KT_HIDDEN ktError TakeFront(ktEventPair& aPair);
+    KT_HIDDEN bool Push(ktEventPair const& aPair, bool& aNeedsSignal);
+    KT_HIDDEN void RaiseSignal();
     KT_HIDDEN void NotifyState(ktBOOL aBusy);
 
     PRFileDesc* mPoller;
     PRLock* mLock;  ///< guards mPairs and the calls of mCallback
     void (*mCallback)(ktEventQueue*, ktBOOL);
     PairDeque mPairs;
+    bool mOwesSignal;  ///< guarded by mLock: a signal could not be raised, and the next post has to
 };

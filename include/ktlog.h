@@ -8,7 +8,8 @@
 /// `write`, which may block for the descriptor. `errno` stays as it was. They are not meant for signal handlers.
 ///
 /// Formats follow NSPR's `PR_snprintf`, not `printf`: `%ld` and `%lu` are 32 bits wide, `%lld` and `%llu` 64, `%zu` is
-/// unknown. The lines that come of it are described in docs/formats.md.
+/// unknown. A format that ends inside a conversion ("at 100%") is written as it stands. The lines that come of it are
+/// described in docs/formats.md.
 #pragma once
 
 #include "kttypes.h"

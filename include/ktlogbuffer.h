@@ -11,7 +11,8 @@
 /// never interleave.
 ///
 /// A local variable of about 1.6 KB for one thread; records of up to 1,279 bytes need no memory beyond it. When there
-/// is no memory for a longer one, the record is cut where it stands, formatting stops, and it still ends in a newline.
+/// is no memory for a longer one, the record is cut where it stands, the operation that was appending stops, and the
+/// record still ends in a newline.
 /// The record is not terminated by a zero byte. Times are microseconds since 1970 and print in UTC.
 class KT_EXPORT ktLogBuffer {
 public:
@@ -82,10 +83,12 @@ private:
     KT_HIDDEN bool IsInline() const;
     KT_HIDDEN bool IsInsideInlineLine() const;
     KT_HIDDEN bool AppendLines(char const* aData, unsigned int aLength);
+    KT_HIDDEN void CutInline(char const* aData);
+    KT_HIDDEN bool StorePrefix();
     KT_HIDDEN bool Store(char const* aData, unsigned int aLength);
     KT_HIDDEN bool StoreInOverflow(char const* aData, unsigned int aLength);
-    KT_HIDDEN void StartText(long long aTime, ktLogPriority aPriority, char const* aHostname, char const* aComponent);
-    KT_HIDDEN void StartEvent(long long aTime, char const* aEventName);
+    KT_HIDDEN bool StartText(long long aTime, ktLogPriority aPriority, char const* aHostname, char const* aComponent);
+    KT_HIDDEN bool StartEvent(long long aTime, char const* aEventName);
     KT_HIDDEN void EndRecord();
 
     char mPrefix[kPrefixSize];

@@ -5,6 +5,7 @@
 
 #include <cstdarg>
 
+#include "kterrno.h"
 #include "ktlogmanager.h"
 
 void ktLog(ktLogPriority aPriority, char const* aFormat, ...)
@@ -49,6 +50,9 @@ void ktLogEventAndSetPreamble(char const* aEventName, char const* aSchema, char 
 
 void ktLogMemory(char const* aLabel)
 {
+    if (ktGetLogPriority(kLogFileTypeGeneric) > kLogPriorityInfo)
+        return;
+    const ktErrnoKeeper errnoKeeper;
     enum pids_item items[] = {PIDS_VM_SIZE, PIDS_VM_DATA};
     pids_info* info = nullptr;
     if (procps_pids_new(&info, items, 2) < 0)

@@ -148,6 +148,21 @@ char const* OrNull(char const* aText)
     return aText != nullptr ? aText : "(null)";
 }
 
+/// Characters that may stand between the percent sign of a conversion and its letter.
+constexpr char kConversionModifiers[] = "-+ #0123456789.*$hlL";
+
+/// Whether a format, which has a percent sign, ends before its last conversion does, as "at 100%" does. The formatter
+/// reads on behind the end of such a format.
+bool EndsInsideConversion(char const* aFormat)
+{
+    char const* const last = std::strrchr(aFormat, '%');
+    char const* first = last;
+    while (first != aFormat && first[-1] == '%')
+        --first;
+    const bool isLiteralPercent = (last - first) % 2 != 0;
+    return !isLiteralPercent && last[1 + std::strspn(last + 1, kConversionModifiers)] == '\0';
+}
+
 /// The next power of two, so that a record that grows piece by piece is moved a few times only.
 int RoundUp(unsigned long long aSize)
 {
@@ -258,9 +273,11 @@ void ktLogBuffer::AppendFormatted(char const* aFormat, ...)
 void ktLogBuffer::AppendFormattedV(char const* aFormat, va_list aArgs)
 {
     // The formatter hands literal text over one character at a time; what stands before the first conversion need not
-    // go through it.
+    // go through it, and stays even if the formatter then refuses the rest.
     char const* const format = OrNull(aFormat);
-    char const* const conversion = strchrnul(format, '%');
+    char const* conversion = strchrnul(format, '%');
+    if (*conversion != '\0' && EndsInsideConversion(conversion))
+        conversion += std::strlen(conversion);
     if (AppendLines(format, static_cast<unsigned int>(conversion - format)) && *conversion != '\0')
         PR_vsxprintf(formatted_print_func, this, conversion, aArgs);
 }
@@ -293,38 +310,38 @@ bool ktLogBuffer::GetNextLine(char const*& aData, unsigned int& aRemaining, unsi
 void ktLogBuffer::AppendTextMessage(long long aTime, ktLogPriority aPriority, char const* /*aUnused*/,
                                     char const* aHostname, char const* aComponent, char const* aFormat, va_list aArgs)
 {
-    StartText(aTime, aPriority, aHostname, aComponent);
-    AppendFormattedV(aFormat, aArgs);
+    if (StartText(aTime, aPriority, aHostname, aComponent))
+        AppendFormattedV(aFormat, aArgs);
     EndRecord();
 }
 
 void ktLogBuffer::AppendTextMessage(long long aTime, ktLogPriority aPriority, char const* /*aUnused*/,
                                     char const* aHostname, char const* aComponent, ktLogBuffer* aBody)
 {
-    StartText(aTime, aPriority, aHostname, aComponent);
-    Append(aBody);
+    if (StartText(aTime, aPriority, aHostname, aComponent))
+        Append(aBody);
     EndRecord();
 }
 
 void ktLogBuffer::AppendEvent(long long aTime, char const* aEventName, char const* aFormat, va_list aArgs)
 {
-    StartEvent(aTime, aEventName);
-    AppendFormattedV(aFormat, aArgs);
+    if (StartEvent(aTime, aEventName))
+        AppendFormattedV(aFormat, aArgs);
     EndRecord();
 }
 
 void ktLogBuffer::AppendEvent(long long aTime, char const* aEventName, ktLogBuffer* aBody)
 {
-    StartEvent(aTime, aEventName);
-    Append(aBody);
+    if (StartEvent(aTime, aEventName))
+        Append(aBody);
     EndRecord();
 }
 
 void ktLogBuffer::AppendEventSchema(long long aTime, char const* aEventName, char const* aSchema)
 {
     SetEventLogPrefix(aTime);
-    AppendNoPrefix(mPrefix, static_cast<unsigned int>(mPrefixLength));
-    AppendFormatted("%%%s %s", aEventName, aSchema);
+    if (StorePrefix())
+        AppendFormatted("%%%s %s", aEventName, aSchema);
     EndRecord();
 }
 
@@ -346,14 +363,26 @@ bool ktLogBuffer::AppendLines(char const* aData, unsigned int aLength)
     char const* rest = aData;
     unsigned int lineLength = 0;
     while (GetNextLine(rest, aLength, lineLength)) {
-        if (mPrefixLength > 0 && (mLength == 0 || LastCharIsNewline()) &&
-            !Store(mPrefix, static_cast<unsigned int>(mPrefixLength)))
-            return false;
-        if (!Store(line, lineLength))
+        const bool startsLine = mLength == 0 || LastCharIsNewline();
+        if ((startsLine && !StorePrefix()) || !Store(line, lineLength))
             return false;
         line = rest;
     }
     return true;
+}
+
+/// Fills the inline area with what fits of data that does not, but for the newline that ends the record.
+void ktLogBuffer::CutInline(char const* aData)
+{
+    constexpr unsigned int kCutLength = kInlineSize - 2;
+    if (mLength < kCutLength)
+        std::memcpy(mInline + mLength, aData, kCutLength - mLength);
+    mLength = kCutLength;
+}
+
+bool ktLogBuffer::StorePrefix()
+{
+    return mPrefixLength <= 0 || Store(mPrefix, static_cast<unsigned int>(mPrefixLength));
 }
 
 /// @return false when there is no memory and the record had to be cut.
@@ -369,13 +398,10 @@ bool ktLogBuffer::Store(char const* aData, unsigned int aLength)
 bool ktLogBuffer::StoreInOverflow(char const* aData, unsigned int aLength)
 {
     const unsigned long long length = static_cast<unsigned long long>(mLength) + aLength;
-    // Always a byte of room for the newline that ends the record.
+    // A byte more, so that the newline that ends the record never needs memory.
     if (length >= INT_MAX || mOverflow.GrowBuffer(RoundUp(length + 1)) != kErrNone) {
-        if (IsInline()) {
-            const unsigned int room = kInlineSize - 2 - std::min(mLength, kInlineSize - 2);
-            std::memcpy(mInline + mLength, aData, room);
-            mLength += room;
-        }
+        if (IsInline())
+            CutInline(aData);
         return false;
     }
     if (IsInline())
@@ -385,21 +411,27 @@ bool ktLogBuffer::StoreInOverflow(char const* aData, unsigned int aLength)
     return true;
 }
 
-void ktLogBuffer::StartText(long long aTime, ktLogPriority aPriority, char const* aHostname, char const* aComponent)
+/// @return false when the record had to be cut.
+bool ktLogBuffer::StartText(long long aTime, ktLogPriority aPriority, char const* aHostname, char const* aComponent)
 {
     SetTextLogPrefix(aTime, aPriority, nullptr, aHostname, aComponent);
-    AppendNoPrefix(mPrefix, static_cast<unsigned int>(mPrefixLength));
+    return StorePrefix();
 }
 
-void ktLogBuffer::StartEvent(long long aTime, char const* aEventName)
+/// @return false when the record had to be cut.
+bool ktLogBuffer::StartEvent(long long aTime, char const* aEventName)
 {
     SetEventLogPrefix(aTime);
-    AppendNoPrefix(mPrefix, static_cast<unsigned int>(mPrefixLength));
-    AppendFormatted("%s ", aEventName);
+    char const* const name = OrNull(aEventName);
+    return StorePrefix() && AppendLines(name, static_cast<unsigned int>(std::strlen(name))) && AppendLines(" ", 1);
 }
 
 void ktLogBuffer::EndRecord()
 {
-    if (!LastCharIsNewline() && !Store("\n", 1))
-        mInline[mLength - 1] = '\n';  // the record was cut, and is inline: only there can the room be lacking
+    if (LastCharIsNewline())
+        return;
+    if (!IsInline())
+        mLength += mOverflow.Append('\n') == kErrNone ? 1 : 0;  // StoreInOverflow() has left room for it
+    else if (!Store("\n", 1))
+        mInline[mLength++] = '\n';
 }

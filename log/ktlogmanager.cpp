@@ -11,6 +11,7 @@
 #include <cerrno>
 #include <cstring>
 
+#include "kterrno.h"
 #include "ktlogbuffer.h"
 
 namespace {
@@ -69,23 +70,6 @@ constexpr PriorityWord kPriorityWords[] = {
 
 constexpr ktLogPriority kNoPriority = static_cast<ktLogPriority>(-1);
 
-/// Leaves `errno` as the caller of a log function had it.
-class ErrnoKeeper {
-public:
-    ErrnoKeeper() : mErrno(errno)
-    {
-    }
-    ~ErrnoKeeper()
-    {
-        errno = mErrno;
-    }
-    ErrnoKeeper(ErrnoKeeper const&) = delete;
-    ErrnoKeeper& operator=(ErrnoKeeper const&) = delete;
-
-private:
-    int mErrno;
-};
-
 bool IsSuppressed(ktLogFileType aType, ktLogPriority aPriority)
 {
     return aType < kTypeCount && sPriorities[aType].load(std::memory_order_relaxed) > aPriority;
@@ -134,7 +118,7 @@ void ktLogManager::WriteTextMessage(ktLogFileType aType, ktLogPriority aPriority
 {
     if (IsSuppressed(aType, aPriority))
         return;
-    ErrnoKeeper errnoKeeper;
+    const ktErrnoKeeper errnoKeeper;
     SharedName::Text hostname;
     sHostname.Get(hostname);
     ktLogBuffer record;
@@ -148,14 +132,14 @@ void ktLogManager::WriteEvent(ktLogFileType aType, ktLogPriority aPriority, char
 {
     if (IsSuppressed(aType, aPriority))
         return;
-    ErrnoKeeper errnoKeeper;
+    const ktErrnoKeeper errnoKeeper;
     WriteEventToStandardError(aEventName, aFormat, aArgs);
 }
 
 void ktLogManager::WriteEventAndSetPreamble(ktLogFileType /*aType*/, char const* aEventName, char const* /*aSchema*/,
                                             char const* aFormat, va_list aArgs)
 {
-    ErrnoKeeper errnoKeeper;
+    const ktErrnoKeeper errnoKeeper;
     WriteEventToStandardError(aEventName, aFormat, aArgs);
 }
 

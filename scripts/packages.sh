@@ -16,19 +16,19 @@ install_missing() {
         [[ $(dpkg-query -W -f='${db:Status-Status}' "$package" 2>/dev/null) == installed ]] || missing+=("$package")
     done
     ((${#missing[@]})) || return 0
-    local as_root=()
+    local as_root=(env)
     if ((EUID != 0)); then
         if ! command -v sudo >/dev/null; then
             echo "These packages are missing: ${missing[*]}" >&2
             echo "Install them as root: apt-get install ${missing[*]}" >&2
             return 1
         fi
-        as_root=(sudo)
+        as_root=(sudo env)
     fi
     echo "Installing ${missing[*]}"
-    export DEBIAN_FRONTEND=noninteractive
-    "${as_root[@]}" apt-get update -qq </dev/null
-    "${as_root[@]}" apt-get install -y -qq --no-install-recommends "${missing[@]}" </dev/null >/dev/null
+    local apt=("${as_root[@]}" DEBIAN_FRONTEND=noninteractive apt-get)
+    "${apt[@]}" update -qq </dev/null
+    "${apt[@]}" install -y -qq --no-install-recommends "${missing[@]}" </dev/null >/dev/null
 }
 
 # build PRESET [TARGET...]: configures and builds.

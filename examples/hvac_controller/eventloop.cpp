@@ -1,5 +1,8 @@
 #include "eventloop.h"
 
+#include <ktlog.h>
+#include <prerror.h>
+
 ktError EventLoop::Init()
 {
     return mQueue.Init();
@@ -15,9 +18,13 @@ void EventLoop::Run()
     PRPollDesc poll = {mQueue.GetPoller(), PR_POLL_READ, 0};
     mIsRunning = true;
     while (mIsRunning) {
-        if (PR_Poll(&poll, 1, BeforeSleep()) > 0) {
+        const PRInt32 ready = PR_Poll(&poll, 1, BeforeSleep());
+        if (ready > 0) {
             PR_WaitForPollableEvent(mQueue.GetPoller());
             Drain();
+        } else if (ready < 0) {
+            ktLogWithComponent(kLogPriorityCritical, "app", "cannot poll (error %d), leaving", PR_GetError());
+            mIsRunning = false;
         }
     }
 }

@@ -34,5 +34,9 @@ int main(int aCount, char* aArguments[])
     if (app.Run() != kErrNone)
         return kExitFailed;
     app.PrintReport();
+    if (std::fflush(stdout) != 0) {
+        std::perror("hvac_controller: cannot print the report");
+        return kExitFailed;
+    }
     return 0;
 }

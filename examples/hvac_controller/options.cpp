@@ -47,7 +47,9 @@ bool ParseOptions(int aCount, char* aArguments[], Options& aOptions, std::string
         } else if (choice == kHelp) {
             aOptions.mWantHelp = true;
         } else if (choice != kSpeed) {
-            aFault = std::string("cannot use '") + aArguments[optind - 1] + "', see --help";
+            const std::string wrong =
+                optopt > ' ' ? std::string("-") + static_cast<char>(optopt) : aArguments[optind - 1];
+            aFault = "cannot use '" + wrong + "', see --help";
             return false;
         } else if (!ParseSpeed(optarg, aOptions.mSpeed)) {
             aFault = std::string("--speed wants a number above 0, not '") + optarg + "'";

@@ -1,5 +1,6 @@
 #include "trace.h"
 
+#include <cctype>
 #include <cerrno>
 #include <charconv>
 #include <cstdio>
@@ -21,16 +22,20 @@ struct FileCloser {
     }
 };
 
-/// A field as it can be shown in a message: short, and without what a terminal would not print.
-std::string Quoted(std::string aField)
+/// A text without what would break a line or speak to a terminal.
+std::string Printable(std::string aText)
 {
-    if (aField.size() > 40)
-        aField = aField.substr(0, 40) + "...";
-    for (char& character : aField) {
-        if (character < ' ' || character > '~')
+    for (char& character : aText) {
+        if (std::iscntrl(static_cast<unsigned char>(character)) != 0)
             character = '?';
     }
-    return "'" + aField + "'";
+    return aText;
+}
+
+/// A field as it can be shown in a message.
+std::string Quoted(std::string const& aField)
+{
+    return "'" + Printable(aField.size() > 40 ? aField.substr(0, 40) + "..." : aField) + "'";
 }
 
 std::vector<std::string> Split(std::string const& aLine)
@@ -46,10 +51,16 @@ std::vector<std::string> Split(std::string const& aLine)
 
 bool ParseTime(std::string const& aField, long long& aTime)
 {
+    constexpr char kForm[] = "%Y-%m-%dT%H:%M:%SZ";
     std::tm parts = {};
-    char const* const end = strptime(aField.c_str(), "%Y-%m-%dT%H:%M:%SZ", &parts);
-    aTime = timegm(&parts);
-    return end == aField.c_str() + aField.size();
+    if (strptime(aField.c_str(), kForm, &parts) == nullptr)
+        return false;
+    const std::time_t time = timegm(&parts);  // which makes a day of March of the 30th of February
+    char printed[32];
+    const std::size_t length =
+        gmtime_r(&time, &parts) != nullptr ? std::strftime(printed, sizeof printed, kForm, &parts) : 0;
+    aTime = time;
+    return aField.compare(0, std::string::npos, printed, length) == 0;
 }
 
 bool ParseTemperature(std::string const& aField, double& aTemperature)
@@ -80,7 +91,7 @@ Trace::LineState ReadLine(std::FILE* aFile, std::string& aLine)
 
 std::string Fault(std::string const& aPath, int aLine, std::string const& aWhat)
 {
-    return aPath + ", line " + std::to_string(aLine) + ": " + aWhat;
+    return Printable(aPath) + ", line " + std::to_string(aLine) + ": " + aWhat;
 }
 
 std::string SystemFault(char const* aWhat)

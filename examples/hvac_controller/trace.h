@@ -16,9 +16,8 @@ struct Sample {
 class Trace {
 public:
     /// Reads the whole file.
-    /// @return false when it is missing or malformed; `aFault` then names file, line and fault, in one line. A file
-    /// that
-    ///         cannot be read at all fails in line 0.
+    /// @return false when it is missing or malformed; `aFault` then names file, line and fault, in one line. What
+    ///         cannot be opened fails in line 0.
     bool Load(std::string const& aPath, std::string& aFault);
 
     /// At least one, once Load() has succeeded.

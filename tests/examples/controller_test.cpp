@@ -1,4 +1,5 @@
 // The controller as its users run it: a process with arguments, a trace, an exit status and what it prints.
+#include <dirent.h>
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/wait.h>
@@ -7,12 +8,12 @@
 #include <csignal>
 #include <cstdlib>
 #include <fstream>
-#include <string>
+#include <sstream>
 #include <vector>
 
 namespace {
 
-/// A folder for the length of a test.
+/// A folder and a running controller for the length of a test.
 class Controller : public testing::Test {
 protected:
     Controller()
@@ -39,8 +40,6 @@ protected:
         for (std::string& argument : aArguments)
             arguments.push_back(argument.data());
         arguments.push_back(nullptr);
-        mOut.clear();
-        mErr.clear();
         int out[2] = {};
         int err[2] = {};
         ASSERT_EQ(pipe2(out, O_CLOEXEC) + pipe2(err, O_CLOEXEC), 0);
@@ -55,6 +54,8 @@ protected:
         close(err[1]);
         mOutPipe = out[0];
         mErrPipe = err[0];
+        mOut.clear();
+        mErr.clear();
     }
 
     /// Reads what comes until it holds this text. @return whether it does; if not, that was all.
@@ -72,9 +73,11 @@ protected:
         return ReadUntil(mErrPipe, mErr, aText);
     }
 
-    /// Waits until it has ended. @return its exit status, or what killed it, negated.
-    int End()
+    /// Signals the controller unless the number is 0, and waits for its end.
+    /// @return its exit status, or what killed it, negated.
+    int End(int aSignal)
     {
+        kill(mChild, aSignal);
         constexpr char kNever[] = "a text that nobody prints";
         ReadUntil(mErrPipe, mErr, kNever);
         ReadUntil(mOutPipe, mOut, kNever);
@@ -85,15 +88,42 @@ protected:
         return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
     }
 
-    void Signal(int aNumber) const
-    {
-        kill(mChild, aNumber);
-    }
-
     int Run(std::vector<std::string> aArguments)
     {
         Start(std::move(aArguments));
-        return End();
+        return End(0);
+    }
+
+    /// How often the controller's threads have gone to sleep; empty while one of them runs.
+    std::string SleepCounts() const
+    {
+        const std::string folder = "/proc/" + std::to_string(mChild) + "/task";
+        std::string counts;
+        DIR* const tasks = opendir(folder.c_str());
+        while (dirent const* const task = readdir(tasks)) {
+            std::ostringstream text;
+            text << std::ifstream(folder + "/" + task->d_name + "/status").rdbuf();
+            const std::string status = text.str();
+            if (task->d_name[0] != '.' && status.find("State:\tS") == std::string::npos)
+                counts = "running ";
+            const std::size_t at = status.find("voluntary_ctxt_switches");
+            counts += at != std::string::npos ? status.substr(at) : "";
+        }
+        closedir(tasks);
+        return counts.find("running") == std::string::npos ? counts : "";
+    }
+
+    /// Whether the controller is seen asleep, without a wake-up, many times in a row.
+    bool FallsAsleep() const
+    {
+        std::string last;
+        int same = 0;
+        for (int tries = 0; tries < 100000 && same < 500; ++tries) {
+            const std::string now = SleepCounts();
+            same = !now.empty() && now == last ? same + 1 : 0;
+            last = now;
+        }
+        return same == 500;
     }
 
     std::string mFolder;
@@ -108,15 +138,11 @@ private:
 
 constexpr char kHeader[] = "# made for a test\ntime,indoor_c,outdoor_c\n";
 
-TEST_F(Controller, RunsItsRecordedWeekAndReports)
+TEST_F(Controller, DecidesWithHysteresisAndReports)
 {
     EXPECT_EQ(Run({"--speed", "100000000"}), 0);
     EXPECT_EQ(mOut, "samples           2016\nhours heated      86.7\nhours cooled      18.8\nswitches            13\n");
     EXPECT_NE(mErr.find("(2) hvac: idle -> heating at indoor 19.5 C, outdoor 9.5 C\n"), std::string::npos) << mErr;
-}
-
-TEST_F(Controller, DecidesWithHysteresis)
-{
     const std::string trace =
         WriteTrace(std::string(kHeader) + "2026-05-04T00:00:00Z,20.0,10\r\n"  // idle: neither too cold nor too warm
                                           "2026-05-04T01:00:00Z,19.4,10\r\n"  // heating
@@ -134,29 +160,31 @@ TEST_F(Controller, DecidesWithHysteresis)
 
 TEST_F(Controller, NamesFileLineAndFaultOfATraceThatItCannotUse)
 {
+    const std::string header = kHeader;
     const std::string sample = "2026-05-04T00:05:00Z,20,10\n";
+    const std::string time = "the time is not like '2026-05-04T00:05:00Z' but ";
+    const std::string indoor = "the indoor temperature is no temperature: ";
     struct {
         std::string mText;
         int mLine;
-        char const* mFault;
+        std::string mFault;
     } const cases[] = {
         {"", 1, "the file ends without a sample"},
-        {kHeader, 3, "the file ends without a sample"},
-        {"# only a comment", 2, "the file ends without a sample"},
+        {header, 3, "the file ends without a sample"},
         {sample, 1, "expected the columns 'time,indoor_c,outdoor_c', found '2026-05-04T00:05:00Z,20,10'"},
-        {kHeader + sample + "\n", 4, "expected 3 fields, found 1"},
-        {kHeader + sample + "2026-05-04T00:10:00Z,20,10,", 4, "expected 3 fields, found 4"},
-        {kHeader + std::string("yesterday,20,10"), 3, "the time is not like '2026-05-04T00:05:00Z' but 'yesterday'"},
-        {kHeader + std::string("2026-13-04T00:05:00Z,20,10"), 3,
-         "the time is not like '2026-05-04T00:05:00Z' but '2026-13-04T00:05:00Z'"},
-        {kHeader + sample + sample, 4, "the time does not rise: '2026-05-04T00:05:00Z'"},
-        {kHeader + std::string("2026-05-04T00:05:00Z,20x,10"), 3, "the indoor temperature is no temperature: '20x'"},
-        {kHeader + std::string("2026-05-04T00:05:00Z,,10"), 3, "the indoor temperature is no temperature: ''"},
-        {kHeader + std::string("2026-05-04T00:05:00Z,nan,10"), 3, "the indoor temperature is no temperature: 'nan'"},
-        {kHeader + std::string("2026-05-04T00:05:00Z,20,1e3"), 3, "the outdoor temperature is no temperature: '1e3'"},
-        {kHeader + std::string("2026-05-04T00:05:00Z,20,\x1b[1m\0", 27), 3,
-         "the outdoor temperature is no temperature: '?[1'"},
-        {kHeader + std::string(100000, 'x'), 3, "longer than 200 characters"},
+        {header + sample + "\n", 4, "expected 3 fields, found 1"},
+        {header + sample + "2026-05-04T00:10:00Z,20,10,", 4, "expected 3 fields, found 4"},
+        {header + "yesterday,20,10", 3, time + "'yesterday'"},
+        {header + "2026-02-30T00:05:00Z,20,10", 3, time + "'2026-02-30T00:05:00Z'"},
+        {header + "2026-02-03T00:05:60Z,20,10", 3, time + "'2026-02-03T00:05:60Z'"},
+        {header + " 2026-2-3T0:5:0Z,20,10", 3, time + "' 2026-2-3T0:5:0Z'"},
+        {header + sample + sample, 4, "the time does not rise: '2026-05-04T00:05:00Z'"},
+        {header + "2026-05-04T00:05:00Z,20x,10", 3, indoor + "'20x'"},
+        {header + "2026-05-04T00:05:00Z,,10", 3, indoor + "''"},
+        {header + "2026-05-04T00:05:00Z,nan,10", 3, indoor + "'nan'"},
+        {header + std::string("2026-05-04T00:05:00Z,\x1b[1m\0,20", 29), 3, indoor + "'?[1m?'"},
+        {header + "2026-05-04T00:05:00Z,20,1e3", 3, "the outdoor temperature is no temperature: '1e3'"},
+        {header + std::string(100000, 'x'), 3, "longer than 200 characters"},
     };
     for (auto const& aCase : cases) {
         const std::string trace = WriteTrace(aCase.mText);
@@ -165,8 +193,8 @@ TEST_F(Controller, NamesFileLineAndFaultOfATraceThatItCannotUse)
                   "hvac_controller: " + trace + ", line " + std::to_string(aCase.mLine) + ": " + aCase.mFault + "\n");
         EXPECT_EQ(mOut, "");
     }
-    EXPECT_EQ(Run({"--input", "/nowhere.csv"}), 2);
-    EXPECT_EQ(mErr, "hvac_controller: /nowhere.csv, line 0: cannot be opened (No such file or directory)\n");
+    EXPECT_EQ(Run({"--input", "/now\nhere.csv"}), 2);
+    EXPECT_EQ(mErr, "hvac_controller: /now?here.csv, line 0: cannot be opened (No such file or directory)\n");
     EXPECT_EQ(Run({"--input", mFolder}), 2);
     EXPECT_EQ(mErr, "hvac_controller: " + mFolder + ", line 1: cannot be read (Is a directory)\n");
 }
@@ -182,6 +210,7 @@ TEST_F(Controller, RefusesACommandLineThatItCannotFollow)
         {{"--speed", "inf"}, "--speed wants a number above 0, not 'inf'"},
         {{"--input"}, "cannot use '--input', see --help"},
         {{"--cold"}, "cannot use '--cold', see --help"},
+        {{"-xy"}, "cannot use '-x', see --help"},
         {{"week.csv"}, "cannot use 'week.csv', see --help"},
     };
     for (auto const& aCase : cases) {
@@ -192,22 +221,23 @@ TEST_F(Controller, RefusesACommandLineThatItCannotFollow)
     EXPECT_EQ(mOut.find("Usage: hvac_controller "), 0U) << mOut;
 }
 
-TEST_F(Controller, HoldsUntilASignalComesAndThenLeavesInOrder)
+TEST_F(Controller, SleepsUntilASignalComesAndThenLeavesInOrder)
 {
     for (int number : {SIGINT, SIGTERM}) {
         Start({"--speed", "1e9", "--hold"});
-        EXPECT_TRUE(WaitForLog("holding\n")) << mErr;
-        Signal(number);
-        EXPECT_EQ(End(), 0);
+        EXPECT_TRUE(WaitForLog("holding\n") && WaitForLog("day 6: ")) << mErr;
+        EXPECT_TRUE(FallsAsleep()) << "whatever the thread, nothing stirs any more";
+        EXPECT_EQ(End(number), 0);
         EXPECT_EQ(mOut.find("samples           2016\n"), 0U) << mOut;
-        EXPECT_NE(mErr.find("app: signal " + std::to_string(number) + ": leaving\n"), std::string::npos) << mErr;
+        EXPECT_NE(mErr.find(":signal] (2) app: signal " + std::to_string(number) + ": leaving\n"), std::string::npos)
+            << mErr;
     }
     const std::string trace =
         WriteTrace(std::string(kHeader) + "2026-05-04T00:00:00Z,15,10\n2026-05-04T01:00:00Z,15,10\n");
-    Start({"--speed", "1", "--input", trace});
+    Start({"--speed", "1e-300", "--input", trace});
     EXPECT_TRUE(WaitForLog("idle -> heating")) << "in the middle of the trace";
-    Signal(SIGINT);
-    EXPECT_EQ(End(), 0);
+    EXPECT_TRUE(FallsAsleep()) << "until the next sample";
+    EXPECT_EQ(End(SIGINT), 0);
     EXPECT_EQ(mOut.find("samples              1\n"), 0U) << mOut;
 }
 

@@ -13,20 +13,21 @@
 #define REAL(aName) __libc_##aName
 #endif
 
-extern "C" {
-void* REAL(malloc)(std::size_t aSize);
-void* REAL(calloc)(std::size_t aCount, std::size_t aSize);
-void* REAL(realloc)(void* aPointer, std::size_t aSize);
-}
-
 namespace {
 
 thread_local int tUntilFailure = 0;  // allocations up to the one that fails; 0: none does
+thread_local bool tIsLasting = false;
+thread_local bool tFired = false;
 
 bool Fails()
 {
-    if (tUntilFailure == 0 || --tUntilFailure != 0)
+    if (tUntilFailure != 1) {
+        tUntilFailure -= tUntilFailure != 0 ? 1 : 0;
         return false;
+    }
+    tFired = true;
+    if (!tIsLasting)
+        tUntilFailure = 0;
     errno = ENOMEM;
     return true;
 }
@@ -35,6 +36,9 @@ bool Fails()
 
 // These stand in front of the C library's, for this program and for the libraries that it uses.
 extern "C" {
+void* REAL(malloc)(std::size_t aSize);
+void* REAL(calloc)(std::size_t aCount, std::size_t aSize);
+void* REAL(realloc)(void* aPointer, std::size_t aSize);
 
 void* malloc(std::size_t aSize) noexcept
 {
@@ -53,17 +57,15 @@ void* realloc(void* aPointer, std::size_t aSize) noexcept
 }
 
 // The sanitizers bring operators of their own that do not come by here.
-void* operator new(std::size_t aSize)
-{
-    void* const block = std::malloc(aSize);
-    if (block == nullptr)
-        std::abort();
-    return block;
-}
-
 void* operator new(std::size_t aSize, std::nothrow_t const& /*aTag*/) noexcept
 {
     return std::malloc(aSize);
+}
+
+void* operator new(std::size_t aSize)
+{
+    void* const block = std::malloc(aSize);
+    return block != nullptr ? block : (std::abort(), nullptr);
 }
 
 void operator delete(void* aBlock) noexcept
@@ -76,8 +78,10 @@ void operator delete(void* aBlock, std::size_t /*aSize*/) noexcept
     std::free(aBlock);
 }
 
-FailNthAllocation::FailNthAllocation(int aNth)
+FailNthAllocation::FailNthAllocation(int aNth, Extent aExtent)
 {
+    tFired = false;
+    tIsLasting = aExtent == kFromThenOn;
     tUntilFailure = aNth;
 }
 
@@ -86,7 +90,8 @@ FailNthAllocation::~FailNthAllocation()
     tUntilFailure = 0;
 }
 
-bool FailNthAllocation::Fired() const
+bool FailNthAllocation::Fired()
 {
-    return tUntilFailure == 0;
+    tUntilFailure = 0;
+    return tFired;
 }

@@ -2,14 +2,13 @@
 /// Makes allocations fail.
 #pragma once
 
-/// Fails the Nth allocation that the calling thread makes while this lives, whoever asks for it; the others succeed.
+/// Fails the Nth allocation that the calling thread makes until Fired() is asked, whoever makes it: it alone, or all
+/// from it on.
 class FailNthAllocation {
 public:
-    explicit FailNthAllocation(int aNth);
+    enum Extent { kOnce, kFromThenOn };
+    explicit FailNthAllocation(int aNth, Extent aExtent = kOnce);
     ~FailNthAllocation();
-    FailNthAllocation(FailNthAllocation const&) = delete;
-    FailNthAllocation& operator=(FailNthAllocation const&) = delete;
-
-    /// Whether there was an Nth.
-    bool Fired() const;
+    /// Stops it, so that the test itself may allocate again. @return whether there was an Nth.
+    bool Fired();
 };

@@ -2,7 +2,6 @@
 
 #include <dlfcn.h>
 #include <syslog.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -12,47 +11,37 @@
 
 namespace {
 
-struct Taken {
-    std::string mText;
-    int mWrites = 0;
-    std::vector<int> mPlan;
-    std::vector<std::string> mReports;
-};
-
 std::mutex sMutex;
-bool sIsTapped = false;
-Taken sTaken;
+OutputTap* sTap = nullptr;
 
-ssize_t Take(char const* aData, std::size_t aLength)
+ssize_t Take(OutputTap& aTap, char const* aData, std::size_t aLength)
 {
-    ++sTaken.mWrites;
-    int outcome = static_cast<int>(aLength);
-    if (!sTaken.mPlan.empty()) {
-        outcome = sTaken.mPlan.front();
-        sTaken.mPlan.erase(sTaken.mPlan.begin());
+    ++aTap.mWrites;
+    auto outcome = static_cast<ssize_t>(aLength);
+    if (!aTap.mPlan.empty()) {
+        outcome = aTap.mPlan.front();
+        aTap.mPlan.erase(aTap.mPlan.begin());
     }
-    if (outcome < 0) {
-        errno = -outcome;
+    errno = outcome < 0 ? static_cast<int>(-outcome) : ERANGE;  // a success says nothing of errno
+    if (outcome < 0)
         return -1;
-    }
-    const std::size_t taken = std::min(aLength, static_cast<std::size_t>(outcome));
-    sTaken.mText.append(aData, taken);
-    return static_cast<ssize_t>(taken);
+    outcome = std::min(outcome, static_cast<ssize_t>(aLength));
+    aTap.mText.append(aData, static_cast<std::size_t>(outcome));
+    return outcome;
 }
 
 }  // namespace
 
 // These stand in front of the C library's, for this program and for the libraries that it uses.
 extern "C" {
-
 ssize_t write(int aFD, void const* aData, std::size_t aLength)
 {
     using Write = ssize_t (*)(int, void const*, std::size_t);
     static const Write next = reinterpret_cast<Write>(dlsym(RTLD_NEXT, "write"));
-    if (aFD == STDERR_FILENO) {
+    {
         const std::lock_guard<std::mutex> guard(sMutex);
-        if (sIsTapped)
-            return Take(static_cast<char const*>(aData), aLength);
+        if (sTap != nullptr && sTap->mDescriptor == aFD)
+            return Take(*sTap, static_cast<char const*>(aData), aLength);
     }
     return next(aFD, aData, aLength);
 }
@@ -65,43 +54,25 @@ void syslog(int /*aPriority*/, char const* aFormat, ...)
     std::vsnprintf(text, sizeof text, aFormat, args);
     va_end(args);
     const std::lock_guard<std::mutex> guard(sMutex);
-    sTaken.mReports.emplace_back(text);
+    if (sTap != nullptr)
+        sTap->mReports.emplace_back(text);
 }
 }
 
 OutputTap::OutputTap()
 {
+    mText.reserve(65536);  // what is taken while allocations fail
     const std::lock_guard<std::mutex> guard(sMutex);
-    sTaken = Taken();
-    sIsTapped = true;
+    sTap = this;
 }
 
 OutputTap::~OutputTap()
 {
     const std::lock_guard<std::mutex> guard(sMutex);
-    sIsTapped = false;
+    sTap = nullptr;
 }
 
-void OutputTap::Plan(std::vector<int> aOutcomes)
+bool OutputTap::Has(std::string const& aText) const
 {
-    const std::lock_guard<std::mutex> guard(sMutex);
-    sTaken.mPlan = std::move(aOutcomes);
-}
-
-std::string OutputTap::Text() const
-{
-    const std::lock_guard<std::mutex> guard(sMutex);
-    return sTaken.mText;
-}
-
-int OutputTap::Writes() const
-{
-    const std::lock_guard<std::mutex> guard(sMutex);
-    return sTaken.mWrites;
-}
-
-std::vector<std::string> OutputTap::Reports() const
-{
-    const std::lock_guard<std::mutex> guard(sMutex);
-    return sTaken.mReports;
+    return mText.find(aText) != std::string::npos;
 }
