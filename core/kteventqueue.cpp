@@ -1,7 +1,5 @@
 #include "kteventqueue.h"
 
-#include <prthread.h>
-
 #include <new>
 
 #include "ktlog.h"
@@ -193,8 +191,7 @@ bool ktEventQueue::Push(ktEventPair const& aPair, bool& aNeedsSignal)
     ktLockGuard guard(mLock);
     const bool wasEmpty = mPairs.IsEmpty();
     aNeedsSignal = wasEmpty || mOwesSignal;
-    // NSPR gets to know a thread when it first writes, and has no way to say that it had no memory for that.
-    if (aNeedsSignal && PR_GetCurrentThread() == nullptr)
+    if (aNeedsSignal && !ktAttachThread())
         return false;
     if (!mPairs.PushBack(aPair))
         return false;

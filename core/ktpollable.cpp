@@ -4,13 +4,13 @@
 #include <fcntl.h>
 #include <prerror.h>
 #include <private/pprio.h>
-#include <prthread.h>
 #include <sys/stat.h>
 
 #include <atomic>
 #include <cstdlib>
 #include <new>
 
+#include "ktnspr.h"
 #include "ktrefcount.h"
 
 namespace {
@@ -168,7 +168,7 @@ bool SetThroughInterrupt(PRFileDesc* aPollable)
 
 PRFileDesc* ktNewPollable()
 {
-    PRFileDesc* const pollable = PR_NewPollableEvent();
+    PRFileDesc* const pollable = ktAttachThread() ? PR_NewPollableEvent() : nullptr;
     if (pollable == nullptr)
         return nullptr;
     SetCloseOnExec(pollable);

@@ -31,8 +31,7 @@ ktEvent* NewEvent(int aValue)
 }
 
 /// Remembers the values of the events that it handled, and answers the value 100 with a post of its own.
-class Recorder : public ktIEventHandler {
-public:
+struct Recorder : ktIEventHandler {
     ktError HandleEvent(ktEvent const* aEvent) override
     {
         mValues.push_back(aEvent->GetValue());
@@ -44,10 +43,7 @@ public:
     ktEventQueue* mQueue = nullptr;
 };
 
-int ReadEnd(ktEventQueue& aQueue)
-{
-    return PR_FileDesc2NativeHandle(aQueue.GetPoller());
-}
+int ReadEnd(ktEventQueue& aQueue) { return PR_FileDesc2NativeHandle(aQueue.GetPoller()); }
 
 /// How many times the queue was signalled and not yet waited for.
 int PendingSignals(ktEventQueue& aQueue)
@@ -65,43 +61,50 @@ int Poll(ktEventQueue& aQueue, PRIntervalTime aTimeout)
     return ready;
 }
 
-TEST(EventQueue, DispatchesInOrderAndHandsBackWhatHasNoHandler)
+/// A queue that works, and a handler.
+class EventQueue : public testing::Test {
+protected:
+    EventQueue()
+    {
+        EXPECT_EQ(mQueue.Init(), 0);
+        mRecorder.mQueue = &mQueue;
+    }
+    ktEventQueue mQueue;
+    Recorder mRecorder;
+};
+
+TEST_F(EventQueue, DispatchesInOrderAndHandsBackWhatHasNoHandler)
 {
-    ktEventQueue queue;
-    ASSERT_EQ(queue.Init(), 0);
-    Recorder recorder;
-    recorder.mQueue = &queue;
-    EXPECT_TRUE(queue.IsEmpty());
+    EXPECT_TRUE(mQueue.IsEmpty());
     for (int value : {1, 100, 3, 4})
-        ASSERT_EQ(queue.Enqueue(NewEvent(value), value == 3 ? nullptr : &recorder), 0);
-    ASSERT_EQ(queue.Exit(), 0);
-    ktEvent const* event = queue.Dequeue();
+        EXPECT_EQ(mQueue.Enqueue(NewEvent(value), value == 3 ? nullptr : &mRecorder), 0);
+    EXPECT_EQ(mQueue.Exit(), 0);
+    ktEvent const* event = mQueue.Dequeue();
     EXPECT_EQ(event->GetValue(), 3);
     EXPECT_EQ(event->Release(), 0) << "the caller's was the only reference";
-    EXPECT_EQ(recorder.mValues, (std::vector<int>{1, 100}));
-    EXPECT_FALSE(queue.IsEmpty());
-    event = queue.Dequeue();
+    EXPECT_EQ(mRecorder.mValues, (std::vector<int>{1, 100}));
+    EXPECT_FALSE(mQueue.IsEmpty());
+    event = mQueue.Dequeue();
     EXPECT_EQ(event->GetType(), 0x30000001U);
     event->Release();
-    EXPECT_EQ(queue.Dequeue(), nullptr);
-    EXPECT_EQ(recorder.mValues, (std::vector<int>{1, 100, 4, 101})) << "a handler may post to its own queue";
+    EXPECT_EQ(mQueue.Dequeue(), nullptr);
+    EXPECT_EQ(mRecorder.mValues, (std::vector<int>{1, 100, 4, 101})) << "a handler may post to its own queue";
 
-    queue.Enqueue(NewEvent(5), &recorder);
-    queue.Enqueue(NewEvent(6), &recorder);
+    mQueue.Enqueue(NewEvent(5), &mRecorder);
+    mQueue.Enqueue(NewEvent(6), &mRecorder);
     ktIEventHandler* handler = nullptr;
-    ASSERT_EQ(queue.Dequeue(&event, &handler), 0);
-    EXPECT_TRUE(handler == &recorder && event->GetValue() == 5);
+    EXPECT_EQ(mQueue.Dequeue(&event, &handler), 0);
+    EXPECT_TRUE(handler == &mRecorder && event->GetValue() == 5);
     event->Release();
-    EXPECT_EQ(queue.Dequeue(nullptr, &handler), -5);
-    ASSERT_EQ(queue.Dequeue(&event, nullptr), 0);
+    EXPECT_EQ(mQueue.Dequeue(nullptr, &handler), -5);
+    EXPECT_EQ(mQueue.Dequeue(&event, nullptr), 0);
     EXPECT_EQ(event->GetValue(), 6);
     event->Release();
-    EXPECT_EQ(queue.Dequeue(&event, &handler), -17);
-    EXPECT_TRUE(event == nullptr && handler == nullptr);
-    EXPECT_EQ(recorder.mValues.size(), 4U) << "taken without being dispatched";
+    EXPECT_EQ(mQueue.Dequeue(&event, &handler), -17);
+    EXPECT_TRUE(event == nullptr && handler == nullptr && mRecorder.mValues.size() == 4);
 }
 
-TEST(EventQueue, OwnsOneReferenceFromPostToRelease)
+TEST_F(EventQueue, OwnsOneReferenceFromPostToRelease)
 {
     ktEvent* const event = NewEvent(1);
     event->AddRef();
@@ -114,22 +117,18 @@ TEST(EventQueue, OwnsOneReferenceFromPostToRelease)
         ktEvent const* taken = event;
         EXPECT_EQ(queue.Dequeue(&taken, nullptr), -9);
         EXPECT_TRUE(taken == nullptr && queue.IsEmpty());
-
-        ASSERT_EQ(queue.Init(), 0);
+        EXPECT_EQ(queue.Init(), 0);
         EXPECT_EQ(queue.Init(), -3);
-        Recorder recorder;
-        queue.Enqueue(event, &recorder);
+        queue.Enqueue(event, &mRecorder);
         queue.Enqueue(event, nullptr);
         EXPECT_EQ(event->GetRefCount(), 3) << "posted twice";
         EXPECT_EQ(queue.Dequeue(), event);
-        EXPECT_EQ(event->GetRefCount(), 2) << "one dispatched, one handed over";
-        event->Release();
+        EXPECT_EQ(event->Release(), 1) << "one dispatched, one handed over";
         for (int i = 0; i < 200; ++i)
-            queue.Enqueue(event, &recorder);
+            queue.Enqueue(event, &mRecorder);
         EXPECT_EQ(event->GetRefCount(), 201);
     }
-    EXPECT_EQ(event->GetRefCount(), 1) << "a destroyed queue releases what is left in it";
-    EXPECT_EQ(event->Release(), 0);
+    EXPECT_EQ(event->Release(), 0) << "a destroyed queue releases what is left in it";
 }
 
 std::string sStates;  // 'b' and 'i' for what a callback heard, 'x' for an event that died after the poller
@@ -152,23 +151,19 @@ void NoteState(ktEventQueue* aQueue, ktBOOL aBusy)
 }
 
 struct Mourned : ktEvent {
-    ~Mourned() override
-    {
-        sStates += mQueue->GetPoller() == nullptr ? 'x' : '?';
-    }
+    ~Mourned() override { sStates += mQueue->GetPoller() == nullptr ? 'x' : '?'; }
     ktEventQueue* mQueue = nullptr;
 };
 
-TEST(EventQueue, ReportsOnlyTheTurnsBetweenBusyAndIdle)
+TEST_F(EventQueue, ReportsOnlyTheTurnsBetweenBusyAndIdle)
 {
     sStates.clear();
-    Recorder recorder;
     {
         ktEventQueue queue;
-        ASSERT_EQ(queue.Init(NoteState), 0);
+        EXPECT_EQ(queue.Init(NoteState), 0);
         EXPECT_EQ(queue.Init(nullptr), -3) << "which leaves the callback alone";
         for (int i = 0; i < 3; ++i)
-            queue.Enqueue(NewEvent(i), &recorder);
+            queue.Enqueue(NewEvent(i), &mRecorder);
         EXPECT_EQ(sStates, "b");
         sIntruder.join();
         queue.Dequeue();
@@ -177,83 +172,73 @@ TEST(EventQueue, ReportsOnlyTheTurnsBetweenBusyAndIdle)
         for (int i = 0; i < 2; ++i) {
             Mourned* const event = new Mourned;
             event->mQueue = &queue;
-            queue.Enqueue(event, &recorder);
+            queue.Enqueue(event, &mRecorder);
         }
     }
     EXPECT_EQ(sStates, "bibxxi") << "destroyed while busy";
-    EXPECT_EQ(recorder.mValues.size(), 3U) << "no handler is called for what is left";
-    {
-        ktEventQueue queue;
-        ASSERT_EQ(queue.Init(NoteState), 0);
-    }
+    EXPECT_EQ(mRecorder.mValues.size(), 3U) << "no handler is called for what is left";
+    EXPECT_EQ(ktEventQueue().Init(NoteState), 0);
     EXPECT_EQ(sStates, "bibxxi") << "destroyed while idle";
 }
 
-TEST(EventQueue, RaisesOneSignalForABurst)
+TEST_F(EventQueue, RaisesOneSignalForABurst)
 {
-    ktEventQueue queue;
-    ASSERT_EQ(queue.Init(), 0);
-    Recorder recorder;
-    EXPECT_EQ(Poll(queue, PR_INTERVAL_NO_WAIT), 0);
+    EXPECT_EQ(Poll(mQueue, PR_INTERVAL_NO_WAIT), 0);
     for (int round = 0; round < 3; ++round) {
         for (int i = 0; i < 150; ++i)
-            queue.Enqueue(NewEvent(0), &recorder);
-        EXPECT_EQ(PendingSignals(queue), 1);
-        EXPECT_EQ(Poll(queue, PR_INTERVAL_NO_TIMEOUT), 1);
-        ASSERT_EQ(PR_WaitForPollableEvent(queue.GetPoller()), PR_SUCCESS);
-        EXPECT_EQ(Poll(queue, PR_INTERVAL_NO_WAIT), 0) << "the signal is consumed";
-        EXPECT_EQ(queue.Dequeue(), nullptr);
+            mQueue.Enqueue(NewEvent(0), &mRecorder);
+        EXPECT_EQ(PendingSignals(mQueue), 1);
+        EXPECT_EQ(Poll(mQueue, PR_INTERVAL_NO_TIMEOUT), 1);
+        ASSERT_EQ(PR_WaitForPollableEvent(mQueue.GetPoller()), PR_SUCCESS);
+        EXPECT_EQ(Poll(mQueue, PR_INTERVAL_NO_WAIT), 0) << "the signal is consumed";
+        EXPECT_EQ(mQueue.Dequeue(), nullptr);
     }
-    EXPECT_EQ(recorder.mValues.size(), 450U);
+    EXPECT_EQ(mRecorder.mValues.size(), 450U);
     // An owner that drains without waiting finds a signal for each time the queue was empty, but never a full pipe.
     for (int i = 0; i < 70000; ++i) {
-        queue.Enqueue(NewEvent(0), &recorder);
-        queue.Dequeue();
-        ASSERT_EQ(i > 2 || PendingSignals(queue) == i + 1, true);
+        mQueue.Enqueue(NewEvent(0), &mRecorder);
+        mQueue.Dequeue();
+        ASSERT_TRUE(i > 2 || PendingSignals(mQueue) == i + 1);
     }
-    EXPECT_EQ(Poll(queue, PR_INTERVAL_NO_WAIT), 1);
-    PR_WaitForPollableEvent(queue.GetPoller());
-    EXPECT_EQ(Poll(queue, PR_INTERVAL_NO_WAIT), 0) << "one wait takes them all";
+    EXPECT_EQ(Poll(mQueue, PR_INTERVAL_NO_WAIT), 1);
+    PR_WaitForPollableEvent(mQueue.GetPoller());
+    EXPECT_EQ(Poll(mQueue, PR_INTERVAL_NO_WAIT), 0) << "one wait takes them all";
 }
 
-TEST(EventQueue, WakesItsOwnerThoughASignalFailed)
+TEST_F(EventQueue, WakesItsOwnerThoughASignalFailed)
 {
-    ktEventQueue queue;
-    ASSERT_EQ(queue.Init(), 0);
     PR_Interrupt(PR_GetCurrentThread());
-    EXPECT_EQ(queue.Enqueue(NewEvent(1), nullptr), 0);
-    EXPECT_EQ(Poll(queue, PR_INTERVAL_NO_WAIT), -1) << "the interrupt is still pending";
-    EXPECT_EQ(Poll(queue, PR_INTERVAL_NO_WAIT), 1);
-    PR_WaitForPollableEvent(queue.GetPoller());
-    queue.Dequeue()->Release();
-
+    EXPECT_EQ(mQueue.Enqueue(NewEvent(1), nullptr), 0);
+    EXPECT_EQ(Poll(mQueue, PR_INTERVAL_NO_WAIT), -1) << "the interrupt is still pending";
+    EXPECT_EQ(Poll(mQueue, PR_INTERVAL_NO_WAIT), 1);
+    PR_WaitForPollableEvent(mQueue.GetPoller());
+    mQueue.Dequeue()->Release();
     OutputTap tap;
-    tap.mDescriptor = ReadEnd(queue) + 1;
+    tap.mDescriptor = ReadEnd(mQueue) + 1;
     tap.mPlan = {-ENOMEM};
-    EXPECT_EQ(queue.Enqueue(NewEvent(1), nullptr), 0);
+    EXPECT_EQ(mQueue.Enqueue(NewEvent(1), nullptr), 0);
     EXPECT_EQ(tap.mWrites, 1);
     tap.mDescriptor = -1;
-    EXPECT_EQ(Poll(queue, PR_INTERVAL_NO_WAIT), 0);
-    EXPECT_EQ(queue.Enqueue(NewEvent(2), nullptr), 0);
-    EXPECT_EQ(Poll(queue, PR_INTERVAL_NO_WAIT), 1) << "made up for by the next post";
-    EXPECT_EQ(queue.Enqueue(NewEvent(3), nullptr), 0);
-    EXPECT_EQ(PendingSignals(queue), 1);
+    EXPECT_EQ(Poll(mQueue, PR_INTERVAL_NO_WAIT), 0);
+    EXPECT_EQ(mQueue.Enqueue(NewEvent(2), nullptr), 0);
+    EXPECT_EQ(Poll(mQueue, PR_INTERVAL_NO_WAIT), 1) << "made up for by the next post";
+    EXPECT_EQ(mQueue.Enqueue(NewEvent(3), nullptr), 0);
+    EXPECT_EQ(PendingSignals(mQueue), 1);
 }
 
 // A queue that is always busy answers polls from memory, but must not hide the thread's other descriptors for long.
-TEST(EventQueue, LetsTheOtherDescriptorsOfAPollBeSeen)
+TEST_F(EventQueue, LetsTheOtherDescriptorsOfAPollBeSeen)
 {
-    ktEventQueue busy;
     ktEventQueue other;
-    ASSERT_EQ(busy.Init() + other.Init(), 0);
-    busy.Enqueue(NewEvent(1), nullptr);
+    EXPECT_EQ(other.Init(), 0);
+    mQueue.Enqueue(NewEvent(1), nullptr);
     ASSERT_EQ(write(ReadEnd(other) + 1, "x", 1), 1);  // what the other's memory does not know
     int seen = 0;
     for (int pass = 0; pass < 64; ++pass) {
-        PRPollDesc polls[] = {{busy.GetPoller(), PR_POLL_READ | PR_POLL_WRITE, 0},
+        PRPollDesc polls[] = {{mQueue.GetPoller(), PR_POLL_READ | PR_POLL_WRITE, 0},
                               {other.GetPoller(), PR_POLL_READ, 0}};
         ASSERT_GE(PR_Poll(polls, 2, PR_INTERVAL_NO_TIMEOUT), 1);
-        EXPECT_TRUE((polls[0].out_flags & PR_POLL_READ) != 0);
+        EXPECT_NE(polls[0].out_flags & PR_POLL_READ, 0);
         seen += polls[1].out_flags == PR_POLL_READ ? 1 : 0;
     }
     EXPECT_EQ(seen, 4);
@@ -268,7 +253,7 @@ std::vector<int> DescriptorFlags()
     return flags;
 }
 
-TEST(EventQueue, ClosesItsDescriptorsOnExecAndWhenDestroyed)
+TEST_F(EventQueue, ClosesItsDescriptorsOnExecAndWhenDestroyed)
 {
     int fillers[8];
     for (int& filler : fillers)
@@ -291,64 +276,47 @@ TEST(EventQueue, ClosesItsDescriptorsOnExecAndWhenDestroyed)
         close(filler);
 }
 
-TEST(EventQueue, SurvivesFailureOfEveryAllocation)
+// On a thread of its own each time, since NSPR needs memory to know a thread, which it does when a queue is initialised,
+// or else when the thread first posts.
+TEST_F(EventQueue, SurvivesFailureOfEveryAllocation)
+{
+    for (bool initialisesToo : {true, false}) {
+        int initFailures = 0;
+        int postFailures = 0;
+        bool fired = true;
+        for (int n = 1; fired; ++n) {
+            OutputTap tap;
+            ktEventQueue queue;
+            ktError initialised = initialisesToo ? 0 : queue.Init();
+            ktError posted = 0;
+            std::thread([&] {
+                FailNthAllocation fail(n);
+                initialised = initialisesToo ? queue.Init() : 0;
+                if (initialised != 0)
+                    queue.Init();  // what was created is kept, what is missing is made up for
+                posted = queue.Exit() + queue.Exit();
+                fired = fail.Fired();
+            }).join();
+            initFailures += initialised == -2 ? 1 : 0;
+            postFailures += posted == -2 ? 1 : 0;
+            char who[80];
+            PR_snprintf(who, sizeof who, "(4) kteventqueue: event queue %p ", &queue);
+            EXPECT_TRUE(posted == 0 || tap.Has(std::string(who) + "failed to allocate exit event\n") ||
+                        tap.Has(std::string(who) + "refused event of type 0x30000001 (error -2)\n"))
+                << n << tap.mText;
+            EXPECT_EQ(Poll(queue, PR_INTERVAL_NO_WAIT), 1) << "whoever was refused, another was not";
+            for (int i = posted == -2 ? 1 : 2; i-- > 0;)
+                queue.Dequeue()->Release();
+            EXPECT_EQ(queue.Dequeue(), nullptr);
+        }
+        EXPECT_GE(initFailures, initialisesToo ? 4 : 0);
+        EXPECT_GE(postFailures, initialisesToo ? 3 : 4) << "two events, the block that holds them, and NSPR's";
+    }
+}
+
+TEST(FirstEventQueue, MayFailWithoutSpoilingTheNext)
 {
     PR_DestroyPollableEvent(PR_NewPollableEvent());  // NSPR's own initialisation does not survive a lack of memory
-    int initFailures = 0;
-    int postFailures = 0;
-    for (int n = 1;; ++n) {
-        OutputTap tap;
-        ktEventQueue queue;
-        FailNthAllocation fail(n);
-        const ktError initialised = queue.Init();
-        if (initialised != 0) {
-            EXPECT_EQ(initialised, -2);
-            EXPECT_EQ(queue.Init(), 0) << "what was created is kept, what is missing is made up for";
-            ++initFailures;
-            continue;
-        }
-        const ktError results = queue.Exit() + queue.Exit();
-        if (!fail.Fired())
-            break;
-        ++postFailures;
-        EXPECT_EQ(results, -2) << "one fails, the other does not care";
-        char who[80];
-        PR_snprintf(who, sizeof who, "(4) kteventqueue: event queue %p ", &queue);
-        EXPECT_TRUE(tap.Has(std::string(who) + "failed to allocate exit event\n") ||
-                    tap.Has(std::string(who) + "refused event of type 0x30000001 (error -2)\n"))
-            << tap.mText;
-        ktEvent const* const event = queue.Dequeue();
-        ASSERT_NE(event, nullptr);
-        event->Release();
-        EXPECT_EQ(queue.Dequeue(), nullptr);
-    }
-    EXPECT_GE(initFailures, 4);
-    EXPECT_EQ(postFailures, 3) << "two events, and the block that holds them";
-}
-
-// A thread's first post makes NSPR know the thread, which takes memory of its own.
-TEST(EventQueue, SurvivesFailureOfEveryAllocationOfAThreadsFirstPost)
-{
-    bool fired = true;
-    for (int n = 1; fired; ++n) {
-        OutputTap tap;
-        ktEventQueue queue;
-        ASSERT_EQ(queue.Init(), 0);
-        ktError result = 1;
-        ktEvent* const event = NewEvent(1);
-        std::thread([&] {
-            FailNthAllocation fail(n);
-            result = queue.Enqueue(event, nullptr);
-            fired = fail.Fired();
-        }).join();
-        EXPECT_TRUE(result == 0 || (result == -2 && fired)) << n << ": " << result;
-        EXPECT_EQ(Poll(queue, PR_INTERVAL_NO_WAIT), result == 0 ? 1 : 0);
-    }
-}
-
-TEST(EventQueue, CanBeMadeAfterTheFirstOneOfAProcessFailed)
-{
-    PR_DestroyPollableEvent(PR_NewPollableEvent());
     for (int n = 1; n <= 20; ++n) {
         const pid_t child = fork();
         if (child == 0) {
@@ -379,11 +347,9 @@ public:
     bool mInOrder = true;
 };
 
-TEST(EventQueue, LosesAndDoublesNothingBetweenEightProducersAndTheirOwner)
+TEST_F(EventQueue, LosesAndDoublesNothingBetweenEightProducersAndTheirOwner)
 {
     constexpr int kEach = 125000;
-    ktEventQueue queue;
-    ASSERT_EQ(queue.Init(), 0);
     Gatherer gatherer;
     std::vector<std::thread> producers;
     for (unsigned int producer = 0; producer < 8; ++producer)
@@ -391,17 +357,17 @@ TEST(EventQueue, LosesAndDoublesNothingBetweenEightProducersAndTheirOwner)
             for (int value = 0; value < kEach; ++value) {
                 ktEvent* const event = new ktEvent;
                 event->Init(kType + producer, value);
-                queue.Enqueue(event, &gatherer);
+                mQueue.Enqueue(event, &gatherer);
             }
         });
     while (gatherer.mCount < 8 * kEach) {
-        ASSERT_EQ(Poll(queue, PR_SecondsToInterval(120)), 1) << "after " << gatherer.mCount << " events";
-        PR_WaitForPollableEvent(queue.GetPoller());
-        EXPECT_EQ(queue.Dequeue(), nullptr);
+        ASSERT_EQ(Poll(mQueue, PR_SecondsToInterval(120)), 1) << "after " << gatherer.mCount << " events";
+        PR_WaitForPollableEvent(mQueue.GetPoller());
+        EXPECT_EQ(mQueue.Dequeue(), nullptr);
     }
     for (std::thread& producer : producers)
         producer.join();
-    EXPECT_TRUE(queue.IsEmpty() && gatherer.mInOrder && gatherer.mCount == 8 * kEach);
+    EXPECT_TRUE(mQueue.IsEmpty() && gatherer.mInOrder && gatherer.mCount == 8 * kEach);
 }
 
 }  // namespace

@@ -17,9 +17,7 @@ namespace {
 /// Tells when it dies.
 class Shared : public ktRefCount {
 public:
-    explicit Shared(int& aDeaths) : mDeaths(aDeaths)
-    {
-    }
+    explicit Shared(int& aDeaths) : mDeaths(aDeaths) { }
     void Destroy() override
     {
         ++mDeaths;
@@ -38,14 +36,8 @@ int sSchedulingResult = 0;
 
 // These stand in front of the C library's: no test changes its own scheduling.
 extern "C" {
-int sched_get_priority_max(int aPolicy) noexcept
-{
-    return aPolicy == SCHED_FIFO ? 97 : 99;
-}
-int sched_get_priority_min(int /*aPolicy*/) noexcept
-{
-    return 1;
-}
+int sched_get_priority_max(int aPolicy) noexcept { return aPolicy == SCHED_FIFO ? 97 : 99; }
+int sched_get_priority_min(int /*aPolicy*/) noexcept { return 1; }
 int sched_setscheduler(pid_t aThread, int aPolicy, sched_param const* aParameters) noexcept
 {
     EXPECT_EQ(aThread, 0);

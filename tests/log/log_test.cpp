@@ -52,8 +52,6 @@ protected:
 
 TEST_F(Log, WritesEachKindOfRecordWithOneWriteAndInUtc)
 {
-    char const* const zone = std::getenv("TZ");
-    const std::string before = zone != nullptr ? zone : "";
     setenv("TZ", "America/New_York", 1);
     tzset();
     errno = EDOM;
@@ -77,8 +75,6 @@ TEST_F(Log, WritesEachKindOfRecordWithOneWriteAndInUtc)
     EXPECT_EQ(mTap.mWrites, 7) << "one write, whatever its length";
     ktLogMemory("start");
     EXPECT_EQ(errno, EDOM);
-    before.empty() ? unsetenv("TZ") : setenv("TZ", before.c_str(), 1);
-    tzset();
 }
 
 TEST_F(Log, DropsWhatIsBelowTheThresholdUnformatted)

@@ -19,10 +19,7 @@ namespace {
 constexpr auto kWarning = kLogPriorityWarning;
 constexpr long long kMay2024 = 1714558830000123;  // 2024-05-01 10:20:30.000123
 
-std::string TextOf(ktLogBuffer& aRecord)
-{
-    return std::string(aRecord.GetBufferPtr(), aRecord.GetLength());
-}
+std::string TextOf(ktLogBuffer& aRecord) { return std::string(aRecord.GetBufferPtr(), aRecord.GetLength()); }
 
 bool IsInside(ktLogBuffer& aRecord)
 {

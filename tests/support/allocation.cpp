@@ -40,27 +40,15 @@ void* REAL(malloc)(std::size_t aSize);
 void* REAL(calloc)(std::size_t aCount, std::size_t aSize);
 void* REAL(realloc)(void* aPointer, std::size_t aSize);
 
-void* malloc(std::size_t aSize) noexcept
-{
-    return Fails() ? nullptr : REAL(malloc)(aSize);
-}
+void* malloc(std::size_t aSize) noexcept { return Fails() ? nullptr : REAL(malloc)(aSize); }
 
-void* calloc(std::size_t aCount, std::size_t aSize) noexcept
-{
-    return Fails() ? nullptr : REAL(calloc)(aCount, aSize);
-}
+void* calloc(std::size_t aCount, std::size_t aSize) noexcept { return Fails() ? nullptr : REAL(calloc)(aCount, aSize); }
 
-void* realloc(void* aPointer, std::size_t aSize) noexcept
-{
-    return Fails() ? nullptr : REAL(realloc)(aPointer, aSize);
-}
+void* realloc(void* aPointer, std::size_t aSize) noexcept { return Fails() ? nullptr : REAL(realloc)(aPointer, aSize); }
 }
 
 // The sanitizers bring operators of their own that do not come by here.
-void* operator new(std::size_t aSize, std::nothrow_t const& /*aTag*/) noexcept
-{
-    return std::malloc(aSize);
-}
+void* operator new(std::size_t aSize, std::nothrow_t const& /*aTag*/) noexcept { return std::malloc(aSize); }
 
 void* operator new(std::size_t aSize)
 {
@@ -68,15 +56,9 @@ void* operator new(std::size_t aSize)
     return block != nullptr ? block : (std::abort(), nullptr);
 }
 
-void operator delete(void* aBlock) noexcept
-{
-    std::free(aBlock);
-}
+void operator delete(void* aBlock) noexcept { std::free(aBlock); }
 
-void operator delete(void* aBlock, std::size_t /*aSize*/) noexcept
-{
-    std::free(aBlock);
-}
+void operator delete(void* aBlock, std::size_t /*aSize*/) noexcept { std::free(aBlock); }
 
 FailNthAllocation::FailNthAllocation(int aNth, Extent aExtent)
 {
@@ -85,10 +67,7 @@ FailNthAllocation::FailNthAllocation(int aNth, Extent aExtent)
     tUntilFailure = aNth;
 }
 
-FailNthAllocation::~FailNthAllocation()
-{
-    tUntilFailure = 0;
-}
+FailNthAllocation::~FailNthAllocation() { tUntilFailure = 0; }
 
 bool FailNthAllocation::Fired()
 {

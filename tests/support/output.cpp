@@ -72,7 +72,4 @@ OutputTap::~OutputTap()
     sTap = nullptr;
 }
 
-bool OutputTap::Has(std::string const& aText) const
-{
-    return mText.find(aText) != std::string::npos;
-}
+bool OutputTap::Has(std::string const& aText) const { return mText.find(aText) != std::string::npos; }
