@@ -4,6 +4,7 @@
 #include <sched.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <thread>
 
 #include "ktlist.h"
@@ -57,8 +58,12 @@ TEST(RefCount, StartsAtZeroAndDiesOnceWithTheLastReference)
     EXPECT_EQ(shared->AddRef(), 1);
     EXPECT_EQ(shared->AddRef(), 2);
     EXPECT_EQ(shared->Release(), 1);
-    const auto useIt = [shared] {
-        for (int i = 0; i < 200000; ++i) {
+    std::atomic<int> ready{0};
+    const auto useIt = [&] {
+        ++ready;
+        while (ready < 2)
+            std::this_thread::yield();
+        for (int i = 0; i < 1000000; ++i) {
             shared->AddRef();
             shared->Release();
         }

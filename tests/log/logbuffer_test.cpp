@@ -245,9 +245,13 @@ TEST(LogBuffer, SurvivesFailureOfEveryAllocation)
         char const* mHost;
         char const* mFormat;
         std::string mText;
-    } const cases[] = {{"h", "%s", text},         {"h", "%.3000s%d%.17000s", text},
-                       {"h", format.c_str(), ""}, {"h", text.c_str(), text},
-                       {"event", "%s", text},     {"h", "%s", full}};
+    } const cases[] = {{"h", "%s", text},
+                       {"h", "%.3000s%d%.17000s", text},
+                       {"h", format.c_str(), ""},
+                       {"h", text.c_str(), text},
+                       {"event", "%s", text},
+                       {"h", "%s", full},
+                       {"h", "%s", std::string(1000, '\n')}};
     for (auto const& aCase : cases) {
         char const* const name = aCase.mHost[0] == 'e' ? text.c_str() : nullptr;
         ktLogBuffer whole;
