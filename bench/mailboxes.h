@@ -28,7 +28,7 @@ namespace bench {
 constexpr unsigned int kMessageType = 0x30400001;
 
 /// What is posted: one message over and over, which its poster keeps a reference on, or a new one each time. The first
-/// shows what the mailbox costs, the second what it costs together with the allocator.
+/// shows what the mailbox costs, the second what it costs together with making and freeing messages.
 enum class Supply { kKept, kFresh };
 
 /// What the peers post: as much as an event holds.
@@ -120,14 +120,15 @@ private:
 template <Supply kSupply>
 class KtMailbox {
 public:
+    using Source = EventSource<kSupply>;
     explicit KtMailbox(Counter& aCounter) : mCounter(aCounter)
     {
         mQueue.Init();
         mPoll = {mQueue.GetPoller(), PR_POLL_READ, 0};
     }
-    void Post()
+    void Post(Source& aSource)
     {
-        mQueue.Enqueue(mEvents.Next(), &mCounter);
+        mQueue.Enqueue(aSource.Next(), &mCounter);
     }
     void RunPass()
     {
@@ -140,7 +141,6 @@ public:
 
 private:
     Counter& mCounter;
-    EventSource<kSupply> mEvents;
     ktEventQueue mQueue;
     PRPollDesc mPoll;
 };
@@ -149,6 +149,7 @@ private:
 template <Supply kSupply>
 class LockAndDeque {
 public:
+    using Source = EventSource<kSupply>;
     explicit LockAndDeque(Counter& aCounter) : mCounter(aCounter), mLock(PR_NewLock())
     {
     }
@@ -156,9 +157,9 @@ public:
     {
         PR_DestroyLock(mLock);
     }
-    void Post()
+    void Post(Source& aSource)
     {
-        ktEvent const* const event = mEvents.Next();
+        ktEvent const* const event = aSource.Next();
         event->AddRef();
         PR_Lock(mLock);
         mDeque.push_back({event, &mCounter});
@@ -187,7 +188,6 @@ private:
     }
 
     Counter& mCounter;
-    EventSource<kSupply> mEvents;
     PRLock* mLock;
     std::deque<ktEventPair> mDeque;
 };
@@ -197,9 +197,9 @@ template <Supply kSupply>
 class MessageDeque {
 public:
     /// @return true when it was empty.
-    bool Push(Handler& aHandler)
+    bool Push(MessageSource<kSupply>& aSource, Handler& aHandler)
     {
-        Post post = {mSource.Next(), &aHandler};
+        Post post = {aSource.Next(), &aHandler};
         std::lock_guard<std::mutex> guard(mMutex);
         mPosts.push_back(std::move(post));
         return mPosts.size() == 1;
@@ -222,7 +222,6 @@ private:
         MessagePtr mMessage;
         Handler* mHandler;
     };
-    MessageSource<kSupply> mSource;
     std::mutex mMutex;
     std::deque<Post> mPosts;
 };
@@ -231,6 +230,7 @@ private:
 template <Supply kSupply>
 class EventFdMailbox {
 public:
+    using Source = MessageSource<kSupply>;
     explicit EventFdMailbox(Counter& aCounter) : mHandler(aCounter), mFD(eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC))
     {
     }
@@ -238,10 +238,10 @@ public:
     {
         close(mFD);
     }
-    void Post()
+    void Post(Source& aSource)
     {
         const std::uint64_t one = 1;
-        if (mMessages.Push(mHandler) && write(mFD, &one, sizeof one) != sizeof one)
+        if (mMessages.Push(aSource, mHandler) && write(mFD, &one, sizeof one) != sizeof one)
             std::abort();
     }
     void RunPass()
@@ -262,6 +262,7 @@ private:
 template <Supply kSupply>
 class UvMailbox {
 public:
+    using Source = MessageSource<kSupply>;
     explicit UvMailbox(Counter& aCounter) : mHandler(aCounter)
     {
         uv_loop_init(&mLoop);
@@ -277,9 +278,9 @@ public:
         uv_run(&mLoop, UV_RUN_DEFAULT);
         uv_loop_close(&mLoop);
     }
-    void Post()
+    void Post(Source& aSource)
     {
-        if (mMessages.Push(mHandler))
+        if (mMessages.Push(aSource, mHandler))
             uv_async_send(&mAsync);
     }
     void RunPass()
@@ -298,6 +299,7 @@ private:
 template <Supply kSupply>
 class GlibIdleMailbox {
 public:
+    using Source = MessageSource<kSupply>;
     explicit GlibIdleMailbox(Counter& aCounter) : mHandler(aCounter), mContext(g_main_context_new())
     {
     }
@@ -305,9 +307,9 @@ public:
     {
         g_main_context_unref(mContext);
     }
-    void Post()
+    void Post(Source& aSource)
     {
-        auto* const item = new Item{&mHandler, mMessages.Next()};
+        auto* const item = new Item{&mHandler, aSource.Next()};
         GSource* const source = g_idle_source_new();
         g_source_set_priority(source, G_PRIORITY_DEFAULT);
         g_source_set_callback(
@@ -330,7 +332,6 @@ private:
         Handler* mHandler;
         MessagePtr mMessage;
     };
-    MessageSource<kSupply> mMessages;
     Handler& mHandler;
     GMainContext* mContext;
 };
@@ -339,23 +340,24 @@ private:
 template <Supply kSupply>
 class GlibSourceMailbox {
 public:
+    using Source = MessageSource<kSupply>;
     explicit GlibSourceMailbox(Counter& aCounter) : mHandler(aCounter), mContext(g_main_context_new())
     {
         static GSourceFuncs functions = {nullptr, nullptr, Dispatch, nullptr, nullptr, nullptr};
-        mSource = reinterpret_cast<Source*>(g_source_new(&functions, sizeof(Source)));
-        mSource->mSelf = this;
-        g_source_attach(&mSource->mBase, mContext);
+        mWakeup = reinterpret_cast<Wakeup*>(g_source_new(&functions, sizeof(Wakeup)));
+        mWakeup->mSelf = this;
+        g_source_attach(&mWakeup->mBase, mContext);
     }
     ~GlibSourceMailbox()
     {
-        g_source_destroy(&mSource->mBase);
-        g_source_unref(&mSource->mBase);
+        g_source_destroy(&mWakeup->mBase);
+        g_source_unref(&mWakeup->mBase);
         g_main_context_unref(mContext);
     }
-    void Post()
+    void Post(Source& aSource)
     {
-        if (mMessages.Push(mHandler)) {
-            g_source_set_ready_time(&mSource->mBase, 0);
+        if (mMessages.Push(aSource, mHandler)) {
+            g_source_set_ready_time(&mWakeup->mBase, 0);
             g_main_context_wakeup(mContext);
         }
     }
@@ -365,21 +367,21 @@ public:
     }
 
 private:
-    struct Source {
+    struct Wakeup {
         GSource mBase;
         GlibSourceMailbox* mSelf;
     };
     static gboolean Dispatch(GSource* aSource, GSourceFunc /*aCallback*/, gpointer /*aData*/)
     {
         g_source_set_ready_time(aSource, -1);
-        GlibSourceMailbox& self = *reinterpret_cast<Source*>(aSource)->mSelf;
+        GlibSourceMailbox& self = *reinterpret_cast<Wakeup*>(aSource)->mSelf;
         self.mMessages.HandleAll();
         return G_SOURCE_CONTINUE;
     }
 
     Handler& mHandler;
     GMainContext* mContext;
-    Source* mSource;
+    Wakeup* mWakeup;
     MessageDeque<kSupply> mMessages;
 };
 
@@ -387,12 +389,13 @@ private:
 template <Supply kSupply>
 class AsioMailbox {
 public:
+    using Source = MessageSource<kSupply>;
     explicit AsioMailbox(Counter& aCounter) : mHandler(aCounter), mWork(mContext.get_executor())
     {
     }
-    void Post()
+    void Post(Source& aSource)
     {
-        boost::asio::post(mContext, [handler = &mHandler, message = mMessages.Next()] { handler->Handle(message); });
+        boost::asio::post(mContext, [handler = &mHandler, message = aSource.Next()] { handler->Handle(message); });
     }
     void RunPass()
     {
@@ -402,7 +405,6 @@ public:
 
 private:
     Handler& mHandler;
-    MessageSource<kSupply> mMessages;
     boost::asio::io_context mContext;
     boost::asio::executor_work_guard<boost::asio::io_context::executor_type> mWork;
 };

@@ -19,10 +19,11 @@ void PostAndDispatch(benchmark::State& aState)
     const std::int64_t batch = aState.range(0);
     Counter counter;
     Mailbox mailbox(counter);
+    typename Mailbox::Source source;
     std::int64_t posted = 0;
     for (auto _ : aState) {
         for (std::int64_t i = 0; i < batch; ++i)
-            mailbox.Post();
+            mailbox.Post(source);
         posted += batch;
         while (counter.mCount < posted)
             mailbox.RunPass();
@@ -40,8 +41,9 @@ void TwoProducers(benchmark::State& aState)
     Mailbox mailbox(counter);
     for (auto _ : aState) {
         const auto produce = [&] {
+            typename Mailbox::Source source;
             for (std::int64_t i = 0; i < kPerProducer; ++i)
-                mailbox.Post();
+                mailbox.Post(source);
         };
         std::thread first(produce);
         std::thread second(produce);
@@ -73,8 +75,10 @@ void RoundTrip(benchmark::State& aState)
     Counter there;
     Mailbox home(here);
     Mailbox away(there);
+    typename Mailbox::Source question;
+    typename Mailbox::Source answer;
     std::atomic<bool> running{true};
-    there.mThen = [&] { home.Post(); };
+    there.mThen = [&] { home.Post(answer); };
     std::thread echo([&] {
         PinToFirstCore();
         while (running)
@@ -82,13 +86,13 @@ void RoundTrip(benchmark::State& aState)
     });
     std::int64_t trips = 0;
     for (auto _ : aState) {
-        away.Post();
+        away.Post(question);
         ++trips;
         while (here.mCount < trips)
             home.RunPass();
     }
     running = false;
-    away.Post();
+    away.Post(question);
     echo.join();
     pthread_setaffinity_np(pthread_self(), sizeof before, &before);
     aState.SetItemsProcessed(trips);
@@ -106,6 +110,7 @@ BATCHES(GlibIdleMailbox);
 BATCHES(AsioMailbox);
 
 #define TWO_PRODUCERS(Mailbox)                                                                                         \
+    BENCHMARK_TEMPLATE(TwoProducers, bench::Mailbox<Supply::kKept>)->UseRealTime()->Unit(benchmark::kMillisecond);     \
     BENCHMARK_TEMPLATE(TwoProducers, bench::Mailbox<Supply::kFresh>)->UseRealTime()->Unit(benchmark::kMillisecond)
 
 TWO_PRODUCERS(KtMailbox);
@@ -114,7 +119,7 @@ TWO_PRODUCERS(GlibSourceMailbox);
 TWO_PRODUCERS(GlibIdleMailbox);
 TWO_PRODUCERS(AsioMailbox);
 
-#define ROUND_TRIP(Mailbox) BENCHMARK_TEMPLATE(RoundTrip, bench::Mailbox<Supply::kFresh>)->UseRealTime()
+#define ROUND_TRIP(Mailbox) BENCHMARK_TEMPLATE(RoundTrip, bench::Mailbox<Supply::kKept>)->UseRealTime()
 
 ROUND_TRIP(EventFdMailbox);
 ROUND_TRIP(KtMailbox);

@@ -64,7 +64,12 @@ struct PrefixParts {
     char mOrigin[176];  ///< from the host to the parenthesis before the priority
 };
 
-thread_local PrefixParts tParts;
+/// The calling thread's, looked up once per line: not inlined, or each use would be a look-up.
+__attribute__((noinline)) PrefixParts& ThreadParts()
+{
+    thread_local PrefixParts tParts;
+    return tParts;
+}
 
 void PrintOrigin(PrefixParts& aParts, char const* aHost, pid_t aProcessId, char const* aThread)
 {
@@ -79,7 +84,7 @@ void PrintOrigin(PrefixParts& aParts, char const* aHost, pid_t aProcessId, char 
 /// The calling thread's parts, up to date. The thread's name is asked for each time, as anybody may have changed it.
 PrefixParts const& CurrentParts(long long aTime, long long aSecond, char const* aHost)
 {
-    PrefixParts& parts = tParts;
+    PrefixParts& parts = ThreadParts();
     if (!parts.mIsPrinted || parts.mSecond != aSecond)
         parts.mDateLength = PrintTime(parts.mDate, sizeof parts.mDate, "%04d-%02d-%02d %02d:%02d:%02d.", aTime);
     parts.mSecond = aSecond;
@@ -115,11 +120,11 @@ public:
 
     void PutMicroseconds(int aMicroseconds)
     {
-        char digits[kMicrosecondDigits];
+        if (mEnd - mAt < kMicrosecondDigits)
+            return;
         for (int i = kMicrosecondDigits; i-- > 0; aMicroseconds /= 10)
-            digits[i] = static_cast<char>('0' + aMicroseconds % 10);
-        for (const char digit : digits)
-            Put(digit);
+            mAt[i] = static_cast<char>('0' + aMicroseconds % 10);
+        mAt += kMicrosecondDigits;
     }
 
     void PutNumber(int aNumber)
@@ -148,8 +153,25 @@ char const* OrNull(char const* aText)
     return aText != nullptr ? aText : "(null)";
 }
 
-/// Characters that may stand between the percent sign of a conversion and its letter.
-constexpr char kConversionModifiers[] = "-+ #0123456789.*$hlL";
+/// Whether a character may stand between the percent sign of a conversion and its letter.
+bool IsModifier(char aCharacter)
+{
+    switch (aCharacter) {
+    case '-':
+    case '+':
+    case ' ':
+    case '#':
+    case '.':
+    case '*':
+    case '$':
+    case 'h':
+    case 'l':
+    case 'L':
+        return true;
+    default:
+        return aCharacter >= '0' && aCharacter <= '9';
+    }
+}
 
 /// Whether a format, which has a percent sign, ends before its last conversion does, as "at 100%" does. The formatter
 /// reads on behind the end of such a format.
@@ -159,8 +181,12 @@ bool EndsInsideConversion(char const* aFormat)
     char const* first = last;
     while (first != aFormat && first[-1] == '%')
         --first;
-    const bool isLiteralPercent = (last - first) % 2 != 0;
-    return !isLiteralPercent && last[1 + std::strspn(last + 1, kConversionModifiers)] == '\0';
+    if ((last - first) % 2 != 0)
+        return false;  // it stands for a percent sign
+    char const* letter = last + 1;
+    while (IsModifier(*letter))
+        ++letter;
+    return *letter == '\0';
 }
 
 /// The next power of two, so that a record that grows piece by piece is moved a few times only.
