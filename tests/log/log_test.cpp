@@ -16,6 +16,7 @@
 #include "ktcore/os.h"
 #include "ktcore/range.h"
 #include "ktlogmanager.h"
+#include "support/allocation.h"
 #include "support/output.h"
 
 namespace {
@@ -151,6 +152,14 @@ TEST_F(Log, ReportsTheMemoryOfTheProcess)
     const long drift = size - static_cast<long>(static_cast<unsigned int>(pages * (sysconf(_SC_PAGESIZE) / 1024)));
     EXPECT_LE(std::labs(drift), 4096) << mTap.mText;
     EXPECT_GT(data, 0);
+    for (int n = 1;; ++n) {
+        mTap.mText.clear();
+        FailNthAllocation fail(n);
+        ktLogMemory("poor");
+        if (!fail.Fired())
+            break;
+        EXPECT_TRUE(mTap.mText.empty() || mTap.Has(" (2) poor, MemoryUsage: VmSize: ")) << mTap.mText;
+    }
 }
 
 TEST_F(Log, CutsAndKeepsTheIdentifier)
