@@ -81,6 +81,8 @@ ktError ktByteBuffer::Append(void const* aData, int aLength)
     const ktError result = GrowBuffer(static_cast<int>(size));
     if (result != kErrNone)
         return result;
+    if (mBuffer == nullptr)  // nothing appended to nothing: no block was needed
+        return kErrNone;
     if (aLength != 0)
         std::memmove(mBuffer + mLength, isOwn ? mBuffer + offset : data, static_cast<std::size_t>(aLength));
     mLength += aLength;
