@@ -14,6 +14,30 @@ function(kt_compile_options target)
     endif()
 endfunction()
 
+include(CheckIPOSupported)
+check_ipo_supported(RESULT KTAPPCORE_HAS_LTO LANGUAGES CXX)
+
+# kt_shared_library(<target>): what all our shared libraries have in common.
+function(kt_shared_library target)
+    kt_compile_options(${target})
+    set_target_properties(${target} PROPERTIES
+        VERSION ${PROJECT_VERSION}
+        SOVERSION ${PROJECT_VERSION_MAJOR}
+        CXX_VISIBILITY_PRESET hidden
+        VISIBILITY_INLINES_HIDDEN ON)
+    target_compile_options(${target} PRIVATE -fno-exceptions -fno-semantic-interposition -fno-plt)
+    target_link_options(${target} PRIVATE -Wl,-Bsymbolic-functions)
+    if(NOT (KTAPPCORE_SANITIZER AND CMAKE_CXX_COMPILER_ID STREQUAL "Clang"))  # whose run time is in the program only
+        target_link_options(${target} PRIVATE -Wl,--no-undefined)
+    endif()
+    if(KTAPPCORE_HAS_LTO)
+        # A log line, a post and a text cross several sources; calls between them cost more there than the work.
+        set_target_properties(${target} PROPERTIES
+            INTERPROCEDURAL_OPTIMIZATION_RELEASE ON
+            INTERPROCEDURAL_OPTIMIZATION_RELWITHDEBINFO ON)
+    endif()
+endfunction()
+
 # kt_keep_null_checks(<source>...): Destroy() tolerates a null object, which a compiler may otherwise assume away.
 function(kt_keep_null_checks)
     set_source_files_properties(${ARGN} TARGET_DIRECTORY ktappcore PROPERTIES

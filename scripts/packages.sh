@@ -1,11 +1,14 @@
 # Sourced by the other scripts: which packages the tree needs, and how they are installed.
 
 # For the library, its platform libraries and the examples.
-build_packages=(g++ cmake ninja-build pkg-config libnspr4-dev libproc2-dev)
+build_packages=(g++ cmake ninja-build pkg-config libicu-dev libnspr4-dev libproc2-dev libssl-dev libxml2-dev
+    uuid-dev)
 # For the tests.
 test_packages=(libgtest-dev)
 # For the benchmarks and their peers.
-bench_packages=(libbenchmark-dev libboost-dev libglib2.0-dev libuv1-dev libspdlog-dev libgoogle-glog-dev)
+bench_packages=(libbenchmark-dev libboost-dev libglib2.0-dev libuv1-dev libspdlog-dev libgoogle-glog-dev qt6-base-dev)
+# For the fuzz targets.
+fuzz_packages=(clang libclang-rt-14-dev)
 # For checking format and style.
 lint_packages=(clang-format clang-tidy clang-tools libclang-rt-14-dev)
 

@@ -11,6 +11,7 @@
 
 #include "support/allocation.h"
 #include "support/output.h"
+#include "support/sum.h"
 
 namespace {
 
@@ -23,9 +24,9 @@ TEST(ByteBuffer, AppendsAndCopiesEveryKindOfData)
 {
     ktByteBuffer buffer;
     EXPECT_TRUE(buffer.GetBuffer() == nullptr && buffer.GetBufferLength() == 0);
-    EXPECT_EQ(buffer.Append("ab") + buffer.Append('c') + buffer.Append("d\0e", 3) + buffer.Append(nullptr, 0), 0);
+    EXPECT_EQ(Sum({buffer.Append("ab"), buffer.Append('c'), buffer.Append("d\0e", 3), buffer.Append(nullptr, 0)}), 0);
     ktByteBuffer other;
-    EXPECT_EQ(other.Append(buffer) + buffer.Append(other), 0);
+    EXPECT_EQ(Sum({other.Append(buffer), buffer.Append(other)}), 0);
     EXPECT_EQ(TextOf(buffer), std::string("abcd\0eabcd\0e", 12));
     EXPECT_EQ(buffer.Copy("xyz"), 0);
     EXPECT_EQ(TextOf(buffer), "xyz");

@@ -8,6 +8,10 @@ namespace kt::Core {
 
 /// The `mLength` positions from `mBase` on.
 struct Range {
+    constexpr Range(std::size_t aBase, std::size_t aLength) : mBase(aBase), mLength(aLength)
+    {
+    }
+
     std::size_t mBase;
     std::size_t mLength;
 };
