@@ -43,8 +43,8 @@ public:
     /// that the queue is idle. The owner's thread, when every call of another thread has returned.
     virtual ~ktEventQueue();
 
-    /// Creates the descriptor and the lock. NSPR initialises itself when a process first uses it, and does not survive a
-    /// lack of memory then; a process that must do so uses it while there is some.
+    /// Creates the descriptor and the lock. NSPR initialises itself when a process first uses it, and does not survive
+    /// a lack of memory then; a process that must do so uses it while there is some.
     /// @return 0; -2 when one of them cannot be had: what was created stays until a later Init() or the destructor;
     ///         -3 when already initialised, and then nothing has changed.
     ktError Init();

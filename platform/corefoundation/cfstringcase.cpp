@@ -125,7 +125,8 @@ SInt32 PointAt(Text const& aText, CFIndex aAt)
     return U16_GET_SUPPLEMENTARY(unit, aText.At(aAt + 1));
 }
 
-/// The next run of letters that have cases, from `aFrom` on, with what may stand inside of a word; empty behind the last.
+/// The next run of letters that have cases, from `aFrom` on, with what may stand inside of a word; empty behind the
+/// last.
 CFRange NextWord(Text const& aText, CFIndex aFrom)
 {
     CFIndex start = kCFNotFound;

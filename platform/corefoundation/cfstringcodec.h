@@ -26,7 +26,8 @@ public:
     /// The UTF-16 units that the bytes come to, if they are allowed; never fewer than Write() writes. -1 when they are
     /// not, as far as that shows without reading all of them.
     CFIndex Count() const;
-    /// Writes the text and moves `aOut` behind it. @return whether the encoding allowed all of it; if not, `aOut` stays.
+    /// Writes the text and moves `aOut` behind it. @return whether the encoding allowed all of it; if not, `aOut`
+    /// stays.
     bool Write(UniChar*& aOut) const;
 
 private:

@@ -20,7 +20,8 @@ bool IsPlain(char aByte)
 }
 
 /// Appends the components of `aPath` to the whole path at `aOut`, which is empty for the root. What changes nothing is
-/// left out: empty components, ".", and ".." in the root. Another ".." stays, since what is in front of it may be a link.
+/// left out: empty components, ".", and ".." in the root. Another ".." stays, since what is in front of it may be a
+/// link.
 /// @return the new length.
 std::size_t AppendComponents(char* aOut, std::size_t aLength, std::string_view aPath)
 {

@@ -13,8 +13,8 @@ struct __CFURL final : cf::Object {
     /// With room behind it for both paths, a slash and a terminator.
     __CFURL(std::string_view aBase, std::string_view aPath, bool aIsDirectory);
 
-    /// `aPath` counted from `aBase`, which is a whole path or empty for the root. Null when there is no memory, and for a
-    /// path that no file can have.
+    /// `aPath` counted from `aBase`, which is a whole path or empty for the root. Null when there is no memory, and for
+    /// a path that no file can have.
     static __CFURL* Create(std::string_view aBase, std::string_view aPath, bool aIsDirectory);
 
     std::string_view Path() const

@@ -132,8 +132,8 @@ CFIndex DecodeBase64(char* aText, std::size_t aSize)
     return digits == 0 || digits == -4 ? out - reinterpret_cast<UInt8*>(aText) : -1;
 }
 
-/// Whether libxml2 has what it keeps for this thread. It recurses without end when there is no memory for that, so it is
-/// asked only when there is.
+/// Whether libxml2 has what it keeps for this thread. It recurses without end when there is no memory for that, so it
+/// is asked only when there is.
 bool HasThreadState()
 {
     constexpr std::size_t kStateSize = 4096;  // more than enough

@@ -276,8 +276,8 @@ TEST_F(EventQueue, ClosesItsDescriptorsOnExecAndWhenDestroyed)
         close(filler);
 }
 
-// On a thread of its own each time, since NSPR needs memory to know a thread, which it does when a queue is initialised,
-// or else when the thread first posts.
+// On a thread of its own each time, since NSPR needs memory to know a thread, which it does when a queue is
+// initialised, or else when the thread first posts.
 TEST_F(EventQueue, SurvivesFailureOfEveryAllocation)
 {
     for (bool initialisesToo : {true, false}) {

@@ -172,7 +172,7 @@ TEST(Dictionary, AgreesWithAMapOverManyChanges)
         std::map<int, int> map;
         const auto object = [&](int aValue) { return areObjects ? Held<>(CFRetain(Number(aValue))) : Held<>(); };
         for (int i = 0; i < 20000; ++i) {
-            // Numbers that share their low bits would all meet in one chain of a table that does not scatter them.
+            // Numbers that share their low bits.
             const int key = static_cast<int>(random() % 300) * 65536, value = i + 1;
             const Held<> keyObject = object(key), valueObject = object(value);
             void const* const k = areObjects ? static_cast<CFTypeRef>(keyObject) : Token(key);
@@ -621,6 +621,13 @@ TEST(Objects, StayAsTheyWereWhenAChangeFails)
             CFArrayAppendValue(array, value);
     }
     EXPECT_EQ(CFGetRetainCount(value), 1 + 40 + 40);
+
+    CFDictionaryValueCallBacks refusing = kCFTypeDictionaryValueCallBacks;
+    refusing.retain = [](CFAllocatorRef, void const*) -> void const* { return nullptr; };
+    const Dictionary empty(CFDictionaryCreateMutable(nullptr, 0, &kCFTypeDictionaryKeyCallBacks, &refusing));
+    CFDictionarySetValue(empty, value, value);
+    EXPECT_EQ(CFDictionaryGetCount(empty), 0);
+    EXPECT_EQ(CFGetRetainCount(value), 1 + 40 + 40) << "the key went back";
 }
 
 }  // namespace
