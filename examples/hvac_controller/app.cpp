@@ -7,7 +7,7 @@
 #include <cstdio>
 
 App::App(Trace const& aTrace, Options const& aOptions)
-    : mHold(aOptions.mHold), mController(SetPoints()), mPace(aTrace.Samples().front().mTime, aOptions.mSpeed),
+    : mHold(aOptions.mHold), mController(SetPoints(), mNames), mPace(aTrace.Samples().front().mTime, aOptions.mSpeed),
       mSignalWatcher(Queue()), mSensor(aTrace, mPace, Queue(), mController), mStatusClock(aTrace, mPace, Queue()),
       mWorkers({&mSignalWatcher, &mSensor, &mStatusClock})
 {
@@ -38,7 +38,9 @@ void App::PrintReport() const
 
 ktError App::Start()
 {
-    ktError result = EventLoop::Init();
+    ktError result = mNames.Init();
+    if (result == kErrNone)
+        result = EventLoop::Init();
     for (Worker* const worker : mWorkers) {
         if (result == kErrNone)
             result = worker->Init();
@@ -74,5 +76,5 @@ void App::LogStatus(int aDay) const
     Thermostat const& thermostat = mController.GetThermostat();
     ktLogWithComponent(kLogPriorityInfo, "app", "day %d: %d samples, %.1f h heated, %.1f h cooled, now %s", aDay,
                        thermostat.SampleCount(), thermostat.HoursIn(Mode::kHeating), thermostat.HoursIn(Mode::kCooling),
-                       NameOf(thermostat.CurrentMode()));
+                       mNames.Of(thermostat.CurrentMode()));
 }

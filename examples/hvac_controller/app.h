@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "controller.h"
+#include "names.h"
 #include "options.h"
 #include "sensor.h"
 #include "signalwatcher.h"
@@ -32,6 +33,7 @@ private:
     void LogStatus(int aDay) const;
 
     const bool mHold;
+    Names mNames;
     Controller mController;
     Pace mPace;
     SignalWatcher mSignalWatcher;

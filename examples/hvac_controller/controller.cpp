@@ -4,7 +4,7 @@
 
 #include "events.h"
 
-Controller::Controller(SetPoints const& aSetPoints) : mThermostat(aSetPoints)
+Controller::Controller(SetPoints const& aSetPoints, Names const& aNames) : mNames(aNames), mThermostat(aSetPoints)
 {
 }
 
@@ -16,8 +16,9 @@ ktError Controller::HandleEvent(ktEvent const* aEvent)
     const Mode before = mThermostat.CurrentMode();
     const Mode after = mThermostat.TakeSample(sample);
     if (after != before)
-        ktLogWithComponent(kLogPriorityInfo, "hvac", "%s -> %s at indoor %.1f C, outdoor %.1f C", NameOf(before),
-                           NameOf(after), sample.mIndoor, sample.mOutdoor);
+        ktLogWithComponent(kLogPriorityInfo, "hvac", "%s -> %s at %s %.1f C, %s %.1f C", mNames.Of(before),
+                           mNames.Of(after), mNames.Of(kIndoorSensor), sample.mIndoor, mNames.Of(kOutdoorSensor),
+                           sample.mOutdoor);
     return kErrNone;
 }
 

@@ -1,16 +1,5 @@
 #include "thermostat.h"
 
-namespace {
-
-constexpr char const* kNames[] = {"idle", "heating", "cooling"};  // indexed by Mode
-
-}  // namespace
-
-char const* NameOf(Mode aMode)
-{
-    return kNames[static_cast<int>(aMode)];
-}
-
 Thermostat::Thermostat(SetPoints const& aSetPoints) : mSetPoints(aSetPoints)
 {
 }

@@ -6,8 +6,6 @@
 
 enum class Mode { kIdle, kHeating, kCooling };
 
-char const* NameOf(Mode aMode);
-
 /// Temperatures in degrees Celsius.
 struct SetPoints {
     double mHeatTo = 20.0;
