@@ -25,6 +25,7 @@ class ktStringArray;
 /// Results, where nothing else is said: 0; -2 when there is no memory or no CoreFoundation string, or the text is
 /// refused; -5 for a null pointer or a negative count. On failure the text is as before, except that what replaces the
 /// text leaves it empty. Operations without a result leave the text as it was when they cannot do their work.
+// NOLINTNEXTLINE(clang-analyzer-optin.performance.Padding): the order of the fields is what programs were built against
 class KT_EXPORT ktString {
 public:
     // Life cycle. A text that cannot be copied leaves the string empty; without memory it has no CoreFoundation string,

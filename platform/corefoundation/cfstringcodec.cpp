@@ -447,6 +447,8 @@ CFStringRef CFStringCreateWithBytes(CFAllocatorRef aAllocator, UInt8 const* aByt
 {
     if (aCount < 0 || (aBytes == nullptr && aCount != 0))
         return nullptr;
+    if (aCount == 0)
+        return __CFString::CreateImmutable(Text());
     const cf::Decoder decoder(aBytes, aCount, aEncoding, aIsExternal != 0);
     if (decoder.IsAscii())
         return __CFString::CreateImmutable(decoder.AsciiText());

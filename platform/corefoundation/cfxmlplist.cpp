@@ -133,7 +133,7 @@ CFIndex DecodeBase64(char* aText, std::size_t aSize)
 }
 
 /// Whether libxml2 has what it keeps for this thread. It recurses without end when there is no memory for that, so it
-/// is asked only when there is.
+/// is asked only when there is; only another thread that takes it in between is left to fear.
 bool HasThreadState()
 {
     constexpr std::size_t kStateSize = 4096;  // more than enough

@@ -151,8 +151,8 @@ std::string Converted(char const* aTo, char const* aFrom, std::string aText)
 }
 
 struct Encoding {
-    CFStringEncoding value;
-    char const* name;
+    CFStringEncoding mValue;
+    char const* mName;
 };
 
 constexpr Encoding kEncodings[] = {{kCFStringEncodingUTF8, "UTF-8"},       {kCFStringEncodingISOLatin1, "ISO-8859-1"},
@@ -172,16 +172,16 @@ TEST(CFString, ConvertsEveryCodePointAsTheSystemDoes)
                     points += static_cast<char>(point >> shift);
             String string(CFStringCreateWithBytes(nullptr, reinterpret_cast<UInt8 const*>(points.data()), 0x200,
                                                   kCFStringEncodingUTF32LE, false));
-            const std::string expected = Converted(encoding.name, "UTF-32LE", points);
-            const std::string bytes = Bytes(string, encoding.value);
+            const std::string expected = Converted(encoding.mName, "UTF-32LE", points);
+            const std::string bytes = Bytes(string, encoding.mValue);
             if (expected.empty()) {
                 ASSERT_EQ(bytes.empty(), block >= 0x80) << "conversion ends at the first that is not there";
                 continue;
             }
-            ASSERT_EQ(bytes, expected) << encoding.name << std::hex << block;
+            ASSERT_EQ(bytes, expected) << encoding.mName << std::hex << block;
             String back(CFStringCreateWithBytes(nullptr, reinterpret_cast<UInt8 const*>(bytes.data()),
-                                                static_cast<CFIndex>(bytes.size()), encoding.value, false));
-            ASSERT_TRUE(CFEqual(back, string)) << encoding.name << std::hex << block;
+                                                static_cast<CFIndex>(bytes.size()), encoding.mValue, false));
+            ASSERT_TRUE(CFEqual(back, string)) << encoding.mName << std::hex << block;
         }
 }
 
@@ -189,7 +189,7 @@ TEST(CFString, RefusesBrokenBytesAsTheSystemDoes)
 {
     std::mt19937 random(2);
     for (Encoding const& encoding : kEncodings) {
-        const bool isUtf16 = encoding.name == std::string("UTF-16LE") || encoding.name == std::string("UTF-16BE");
+        const bool isUtf16 = encoding.mName == std::string("UTF-16LE") || encoding.mName == std::string("UTF-16BE");
         for (int round = 0; round < 20000; ++round) {
             std::string bytes;
             for (std::size_t i = random() % 9; i > 0; --i) {
@@ -198,13 +198,13 @@ TEST(CFString, RefusesBrokenBytesAsTheSystemDoes)
                 bytes += static_cast<char>(kTricky[random() % std::size(kTricky)]);
             }
             String string(CFStringCreateWithBytes(nullptr, reinterpret_cast<UInt8 const*>(bytes.data()),
-                                                  static_cast<CFIndex>(bytes.size()), encoding.value, false));
-            const std::string expected = Converted("UTF-32LE", encoding.name, bytes);
+                                                  static_cast<CFIndex>(bytes.size()), encoding.mValue, false));
+            const std::string expected = Converted("UTF-32LE", encoding.mName, bytes);
             // Strings hold unpaired surrogates too.
             const bool isRefused = isUtf16 ? bytes.size() % 2 != 0 : expected.empty() && !bytes.empty();
-            ASSERT_EQ(string.Get() == nullptr, isRefused) << encoding.name << " " << round;
+            ASSERT_EQ(string.Get() == nullptr, isRefused) << encoding.mName << " " << round;
             ASSERT_TRUE(expected.empty() || Bytes(string, kCFStringEncodingUTF32LE) == expected)
-                << encoding.name << round;
+                << encoding.mName << round;
         }
     }
 }
@@ -213,8 +213,8 @@ TEST(CFString, ConvertsOnlyWholeCharactersThatFit)
 {
     String string(Make(u"aä€\U0001F525\xD800z"));
     struct Case {
-        CFIndex size, converted, used;
-        UInt8 loss;
+        CFIndex mSize, mConverted, mUsed;
+        UInt8 mLoss;
     };
     constexpr Case kCases[] = {{0, 0, 0, 0},   {1, 1, 1, 0},     {2, 1, 1, 0},    {3, 2, 3, 0},
                                {5, 2, 3, 0},   {6, 3, 6, 0},     {9, 3, 6, 0},    {10, 5, 10, 0},
@@ -222,9 +222,9 @@ TEST(CFString, ConvertsOnlyWholeCharactersThatFit)
     for (Case const& c : kCases) {
         UInt8 buffer[100] = {};
         CFIndex used = -1;
-        EXPECT_EQ(CFStringGetBytes(string, All(string), kCFStringEncodingUTF8, c.loss, false, buffer, c.size, &used),
-                  c.converted);
-        EXPECT_TRUE(used == c.used && buffer[used] == 0) << c.size;
+        EXPECT_EQ(CFStringGetBytes(string, All(string), kCFStringEncodingUTF8, c.mLoss, false, buffer, c.mSize, &used),
+                  c.mConverted);
+        EXPECT_TRUE(used == c.mUsed && buffer[used] == 0) << c.mSize;
     }
     const std::string marked = Converted("UTF-16", "UTF-8", "hä");  // with a mark, in this machine's order
     for (CFStringEncoding encoding : {kCFStringEncodingUTF16, kCFStringEncodingUTF32, kCFStringEncodingUTF8}) {
@@ -316,10 +316,10 @@ TEST(CFString, ComparesAsUnicodeSays)
 }
 
 struct Pair {
-    char const* first;
-    char const* second;
-    CFOptionFlags options;
-    int result;
+    char const* mFirst;
+    char const* mSecond;
+    CFOptionFlags mOptions;
+    int mResult;
 };
 
 TEST(CFString, IgnoresMarksAndWidthWhereAskedTo)
@@ -339,9 +339,9 @@ TEST(CFString, IgnoresMarksAndWidthWhereAskedTo)
                                {"Zoë", "zoe", 401, 0},
                                {"zoe", "Zoëy", 401, -1}};
     for (Pair const& pair : kPairs) {
-        String first(Make(pair.first)), second(Make(pair.second));
-        EXPECT_EQ(CFStringCompare(first, second, pair.options), pair.result) << pair.first << " " << pair.second;
-        EXPECT_EQ(CFStringCompare(second, first, pair.options), -pair.result) << pair.first << " " << pair.second;
+        String first(Make(pair.mFirst)), second(Make(pair.mSecond));
+        EXPECT_EQ(CFStringCompare(first, second, pair.mOptions), pair.mResult) << pair.mFirst << " " << pair.mSecond;
+        EXPECT_EQ(CFStringCompare(second, first, pair.mOptions), -pair.mResult) << pair.mFirst << " " << pair.mSecond;
     }
     String many(Make("a" + std::string(400, '\xCC'))), plain(Make("a"));
     std::string marks = "a";
@@ -357,9 +357,9 @@ TEST(CFString, FindsForwardsBackwardsAndAnchored)
     constexpr CFOptionFlags kCase = kCFCompareCaseInsensitive, kBack = kCFCompareBackwards,
                             kAnchor = kCFCompareAnchored;
     struct Search {
-        char const *text, *what;
-        CFOptionFlags options;
-        CFIndex location, length;
+        char const *mText, *mWhat;
+        CFOptionFlags mOptions;
+        CFIndex mLocation, mLength;
     };
     constexpr Search kSearches[] = {{"on and on", "on", 0, 0, 2},
                                     {"on and on", "on", kBack, 7, 2},
@@ -384,10 +384,11 @@ TEST(CFString, FindsForwardsBackwardsAndAnchored)
                                     {"plain", "Ünd", kCase, -1, 0},
                                     {"Ünd", "n", 0, 1, 1}};
     for (Search const& search : kSearches) {
-        String text(Make(search.text)), what(Make(search.what));
-        const CFRange hit = CFStringFind(text, what, search.options);
-        EXPECT_TRUE(hit.location == search.location && hit.length == search.length)
-            << search.text << "/" << search.what << " " << search.options << ": " << hit.location << "," << hit.length;
+        String text(Make(search.mText)), what(Make(search.mWhat));
+        const CFRange hit = CFStringFind(text, what, search.mOptions);
+        EXPECT_TRUE(hit.location == search.mLocation && hit.length == search.mLength)
+            << search.mText << "/" << search.mWhat << " " << search.mOptions << ": " << hit.location << ","
+            << hit.length;
     }
     String text(Make("ab:ab")), what(Make("ab"));
     CFRange hit = CFRangeMake(7, 7);
@@ -404,7 +405,7 @@ TEST(CFString, FindsForwardsBackwardsAndAnchored)
 TEST(CFString, MapsCaseByTheRulesOfTheLanguage)
 {
     struct Mapping {
-        char const *locale, *text, *upper, *lower, *title;
+        char const *mLocale, *mText, *mUpper, *mLower, *mTitle;
     };
     constexpr Mapping kMappings[] = {
         {"", "straße ﬁt ŉ", "STRASSE FIT ʼN", "straße ﬁt ŉ", "Straße Fit ʼN"},
@@ -418,13 +419,13 @@ TEST(CFString, MapsCaseByTheRulesOfTheLanguage)
          "Guinea-Bissau O'neil 3Rd"},
         {"xx_YY_ZZ", "plain", "PLAIN", "plain", "Plain"}};
     for (Mapping const& mapping : kMappings) {
-        String name(Make(mapping.locale));
+        String name(Make(mapping.mLocale));
         Held<CFLocaleRef> locale(CFLocaleCreate(nullptr, name));
-        Mutable upper(MakeMutable(mapping.text)), lower(MakeMutable(mapping.text)), title(MakeMutable(mapping.text));
+        Mutable upper(MakeMutable(mapping.mText)), lower(MakeMutable(mapping.mText)), title(MakeMutable(mapping.mText));
         CFStringUppercase(upper, locale), CFStringLowercase(lower, locale), CFStringCapitalize(title, locale);
-        EXPECT_EQ(Bytes(upper), mapping.upper);
-        EXPECT_EQ(Bytes(lower), mapping.lower);
-        EXPECT_EQ(Bytes(title), mapping.title);
+        EXPECT_EQ(Bytes(upper), mapping.mUpper);
+        EXPECT_EQ(Bytes(lower), mapping.mLower);
+        EXPECT_EQ(Bytes(title), mapping.mTitle);
     }
     // Every character that has special mappings, and every other, alone.
     for (UInt32 point = 0; point <= 0x10FFFF; ++point) {
@@ -482,9 +483,9 @@ TEST(CFString, FormatsAsPrintfDoesAndObjects)
 TEST(CFString, ReadsNumbers)
 {
     struct Number {
-        char const* text;
-        int integer;
-        double real;
+        char const* mText;
+        int mInteger;
+        double mReal;
     };
     constexpr Number kNumbers[] = {{"", 0, 0},
                                    {"42", 42, 42},
@@ -505,9 +506,9 @@ TEST(CFString, ReadsNumbers)
                                    {"ä1", 0, 0},
                                    {"1-2", 1, 1}};
     for (Number const& number : kNumbers) {
-        String text(Make(number.text));
-        EXPECT_EQ(CFStringGetIntValue(text), number.integer) << number.text;
-        EXPECT_EQ(CFStringGetDoubleValue(text), number.real) << number.text;
+        String text(Make(number.mText));
+        EXPECT_EQ(CFStringGetIntValue(text), number.mInteger) << number.mText;
+        EXPECT_EQ(CFStringGetDoubleValue(text), number.mReal) << number.mText;
     }
     String big(Make("1" + std::string(300, '0') + ".0e1"));
     EXPECT_EQ(CFStringGetDoubleValue(big), 1e301);
@@ -516,8 +517,8 @@ TEST(CFString, ReadsNumbers)
 TEST(CFString, SplitsAndTrims)
 {
     struct Split {
-        char const *text, *separator;
-        std::vector<std::string> pieces;
+        char const *mText, *mSeparator;
+        std::vector<std::string> mPieces;
     };
     const Split splits[] = {{"a:b::c:", ":", {"a", "b", "", "c", ""}},
                             {"", ":", {""}},
@@ -525,12 +526,12 @@ TEST(CFString, SplitsAndTrims)
                             {"aaa", "aa", {"", "a"}},
                             {"ä–b–", "–", {"ä", "b", ""}}};
     for (Split const& split : splits) {
-        String text(Make(split.text)), separator(Make(split.separator));
+        String text(Make(split.mText)), separator(Make(split.mSeparator));
         Held<CFArrayRef> array(CFStringCreateArrayBySeparatingStrings(nullptr, text, separator));
         std::vector<std::string> pieces;
         for (CFIndex i = 0; i < CFArrayGetCount(array); ++i)
             pieces.push_back(Bytes(static_cast<CFStringRef>(CFArrayGetValueAtIndex(array, i))));
-        EXPECT_EQ(pieces, split.pieces) << split.text;
+        EXPECT_EQ(pieces, split.mPieces) << split.mText;
     }
     Mutable text(MakeMutable("\u2003 \t\r\n a b \u00A0\u3000")), blank(MakeMutable(" \n "));
     CFStringTrimWhitespace(text), CFStringTrimWhitespace(blank);
@@ -577,16 +578,18 @@ TEST(CFString, SurvivesFailureOfEveryAllocation)
         }
     using Change = std::function<void(CFMutableStringRef)>;
     const std::vector<Change> changes = {
-        [&](CFMutableStringRef s) { CFStringAppend(s, wide); },
-        [&](CFMutableStringRef s) { CFStringAppend(s, s); },
-        [&](CFMutableStringRef s) { CFStringAppendCString(s, "Küche", kCFStringEncodingUTF8); },
-        [&](CFMutableStringRef s) { CFStringInsert(s, 3, wide); },
-        [&](CFMutableStringRef s) { CFStringReplaceAll(s, wide); },
-        [&](CFMutableStringRef s) { CFStringFindAndReplace(s, what, wide, All(s), 0); },
-        [&](CFMutableStringRef s) { CFStringAppendFormat(s, nullptr, format, longText.c_str(), 7, wide.Get(), 0.5); },
-        [&](CFMutableStringRef s) { CFStringPad(s, wide, 300, 0); },
-        [&](CFMutableStringRef s) { CFStringUppercase(s, locale); },
-        [&](CFMutableStringRef s) { CFStringCapitalize(s, locale); }};
+        [&](CFMutableStringRef aString) { CFStringAppend(aString, wide); },
+        [&](CFMutableStringRef aString) { CFStringAppend(aString, aString); },
+        [&](CFMutableStringRef aString) { CFStringAppendCString(aString, "Küche", kCFStringEncodingUTF8); },
+        [&](CFMutableStringRef aString) { CFStringInsert(aString, 3, wide); },
+        [&](CFMutableStringRef aString) { CFStringReplaceAll(aString, wide); },
+        [&](CFMutableStringRef aString) { CFStringFindAndReplace(aString, what, wide, All(aString), 0); },
+        [&](CFMutableStringRef aString) {
+            CFStringAppendFormat(aString, nullptr, format, longText.c_str(), 7, wide.Get(), 0.5);
+        },
+        [&](CFMutableStringRef aString) { CFStringPad(aString, wide, 300, 0); },
+        [&](CFMutableStringRef aString) { CFStringUppercase(aString, locale); },
+        [&](CFMutableStringRef aString) { CFStringCapitalize(aString, locale); }};
     for (CFStringRef start : {ascii.Get(), wide.Get()})
         for (std::size_t i = 0; i < changes.size(); ++i) {
             Mutable done(CFStringCreateMutableCopy(nullptr, 0, start));

@@ -67,5 +67,6 @@ CF_EXPORT CFTypeID CFGetTypeID(CFTypeRef aObject);
 CF_EXPORT Boolean CFEqual(CFTypeRef aFirst, CFTypeRef aSecond);
 /// Equal objects have equal hashes; those of strings are the same in every process; 0 for null.
 CF_EXPORT CFHashCode CFHash(CFTypeRef aObject);
-/// The object as text: the text of a string, number, URL or UUID; the elements of a collection in braces.
+/// The object as text: the text of a string, number, URL or UUID; the elements of an array in parentheses, those of a
+/// dictionary in braces.
 CF_EXPORT CFStringRef CFCopyDescription(CFTypeRef aObject);
