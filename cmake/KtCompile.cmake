@@ -4,6 +4,7 @@
 function(kt_compile_options target)
     target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic -Wshadow -Wconversion
         -Woverloaded-virtual -Wold-style-cast -Wcast-align)
+    target_compile_definitions(${target} PRIVATE _FILE_OFFSET_BITS=64)  # files and inodes of a 32-bit device too
     if(KTAPPCORE_WERROR)
         target_compile_options(${target} PRIVATE -Werror)
     endif()

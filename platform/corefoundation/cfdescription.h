@@ -34,7 +34,10 @@ public:
     /// The text, for the caller to release; null when memory ran out on the way.
     CFStringRef Take()
     {
-        return mIsWhole ? mText.Detach() : nullptr;
+        if (!mIsWhole)
+            return nullptr;
+        mText.Get()->Freeze();
+        return mText.Detach();
     }
 
 private:

@@ -14,7 +14,7 @@ namespace {
 /// Whether a path that gives this error number leads nowhere, now and later.
 bool IsLasting(int aError)
 {
-    constexpr int kLasting[] = {ENOENT, ENOTDIR, EACCES, ELOOP, ENAMETOOLONG, ENXIO};
+    constexpr int kLasting[] = {ENOENT, ENOTDIR, EACCES, ELOOP, ENAMETOOLONG, ENXIO, EOVERFLOW};
     return std::find(std::begin(kLasting), std::end(kLasting), aError) != std::end(kLasting);
 }
 

@@ -239,6 +239,11 @@ bool __CFString::Write(CFRange aRange, Text const& aText)
     return gap != nullptr;
 }
 
+bool __CFString::HoldsBytes() const
+{
+    return !mIsWide && (mLength != 0 || !IsInline());
+}
+
 void __CFString::FreeBlock()
 {
     if (!IsInline())
@@ -308,14 +313,6 @@ CFStringRef CFStringCreateCopy(CFAllocatorRef /*aAllocator*/, CFStringRef aStrin
     return aString != nullptr ? __CFString::CreateImmutable(aString->GetText()) : nullptr;
 }
 
-CFStringRef CFStringCreateWithCString(CFAllocatorRef aAllocator, char const* aText, CFStringEncoding aEncoding)
-{
-    if (aText == nullptr)
-        return nullptr;
-    return CFStringCreateWithBytes(aAllocator, reinterpret_cast<UInt8 const*>(aText),
-                                   static_cast<CFIndex>(std::strlen(aText)), aEncoding, false);
-}
-
 CFStringRef CFStringCreateWithCharacters(CFAllocatorRef /*aAllocator*/, UniChar const* aCharacters, CFIndex aCount)
 {
     if (aCount < 0 || (aCharacters == nullptr && aCount != 0))
@@ -344,14 +341,20 @@ CFStringRef __CFStringMakeConstantString(char const* aText)
 {
     static std::mutex sMutex;
     static CFMutableDictionaryRef sStrings = nullptr;
-    cf::Owned<CFStringRef> string(CFStringCreateWithCString(kCFAllocatorDefault, aText, kCFStringEncodingASCII));
+    const __CFString wanted(aText, static_cast<CFIndex>(std::strlen(aText)));
     const std::lock_guard<std::mutex> guard(sMutex);
+    void const* const known = CFDictionaryGetValue(sStrings, &wanted);
+    if (known != nullptr)
+        return static_cast<CFStringRef>(known);
     if (sStrings == nullptr)
         sStrings = CFDictionaryCreateMutable(kCFAllocatorDefault, 0, &kCFTypeDictionaryKeyCallBacks,
                                              &kCFTypeDictionaryValueCallBacks);
-    if (string)
-        CFDictionaryAddValue(sStrings, string.Get(), string.Get());
-    return static_cast<CFStringRef>(CFDictionaryGetValue(sStrings, string.Get()));
+    __CFString* const string = cf::New<__CFString>(aText, wanted.GetText().mLength);
+    CFDictionaryAddValue(sStrings, string, string);
+    if (CFDictionaryGetValue(sStrings, string) == string)
+        return string;
+    std::free(string);  // there was no memory for keeping it, and only what is kept is constant
+    return nullptr;
 }
 
 // Reading.

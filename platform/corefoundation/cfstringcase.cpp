@@ -33,9 +33,10 @@ struct LocaleName {
     /// Whether "i" and "I" are letters of their own, so that even ASCII is not mapped as elsewhere.
     bool IsTurkic() const
     {
-        const bool isEnd =
-            mText[0] == '\0' || mText[1] == '\0' || mText[2] == '\0' || mText[2] == '_' || mText[2] == '-';
-        return isEnd && (std::strncmp(mText, "tr", 2) == 0 || std::strncmp(mText, "az", 2) == 0);
+        char language[ULOC_LANG_CAPACITY] = {};
+        UErrorCode status = U_ZERO_ERROR;
+        uloc_getLanguage(mText, language, sizeof language, &status);
+        return std::strcmp(language, "tr") == 0 || std::strcmp(language, "az") == 0;
     }
 };
 

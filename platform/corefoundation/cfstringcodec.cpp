@@ -358,6 +358,9 @@ CFIndex CopyAscii(Text const& aText, Output& aOut)
 bool AppendDecoded(__CFString& aString, cf::Decoder const& aDecoder, CFIndex aCount)
 {
     const CFIndex length = CFStringGetLength(&aString);
+    // What is refused must not cost the string its bytes, to which others may have a pointer.
+    if (aString.HoldsBytes() && !aDecoder.IsAllowed())
+        return false;
     void* const gap = aCount >= 0 ? aString.MakeGap(CFRangeMake(length, 0), aCount, true) : nullptr;
     UniChar* end = static_cast<UniChar*>(gap);
     const bool isDone = gap != nullptr && aDecoder.Write(end);
@@ -442,6 +445,14 @@ bool Decoder::Read(Function aFunction) const
 
 }  // namespace cf
 
+CFStringRef CFStringCreateWithCString(CFAllocatorRef aAllocator, char const* aText, CFStringEncoding aEncoding)
+{
+    if (aText == nullptr || !IsByteEncoding(aEncoding))
+        return nullptr;
+    return CFStringCreateWithBytes(aAllocator, reinterpret_cast<UInt8 const*>(aText),
+                                   static_cast<CFIndex>(std::strlen(aText)), aEncoding, false);
+}
+
 CFStringRef CFStringCreateWithBytes(CFAllocatorRef aAllocator, UInt8 const* aBytes, CFIndex aCount,
                                     CFStringEncoding aEncoding, Boolean aIsExternal)
 {
@@ -464,7 +475,7 @@ CFStringRef CFStringCreateWithBytes(CFAllocatorRef aAllocator, UInt8 const* aByt
 
 void CFStringAppendCString(CFMutableStringRef aString, char const* aText, CFStringEncoding aEncoding)
 {
-    if (aString == nullptr || !aString->IsMutable() || aText == nullptr)
+    if (aString == nullptr || !aString->IsMutable() || aText == nullptr || !IsByteEncoding(aEncoding))
         return;
     const cf::Decoder decoder(reinterpret_cast<UInt8 const*>(aText), static_cast<CFIndex>(std::strlen(aText)),
                               aEncoding, false);
@@ -500,7 +511,7 @@ Boolean CFStringGetCString(CFStringRef aString, char* aBuffer, CFIndex aSize, CF
 {
     const CFIndex length = CFStringGetLength(aString);
     CFIndex used = 0;
-    if (aString == nullptr || aBuffer == nullptr || aSize < 1)
+    if (aString == nullptr || aBuffer == nullptr || aSize < 1 || !IsByteEncoding(aEncoding))
         return false;
     const bool isWhole = CFStringGetBytes(aString, CFRangeMake(0, length), aEncoding, 0, false,
                                           reinterpret_cast<UInt8*>(aBuffer), aSize - 1, &used) == length;

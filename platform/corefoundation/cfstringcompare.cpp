@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <iterator>
 
 #include <unicode/uchar.h>
 #include <unicode/unorm2.h>
@@ -32,11 +33,43 @@ CFComparisonResult Order(Value aFirst, Value aSecond)
     return aFirst < aSecond ? kCFCompareLessThan : aFirst > aSecond ? kCFCompareGreaterThan : kCFCompareEqualTo;
 }
 
-UNormalizer2 const* Decomposer()
+/// ICU makes its tables of decompositions when they are first asked for, and never again when there was no memory for
+/// them. While the program is being loaded there is.
+UNormalizer2 const* CreateDecomposer()
 {
     UErrorCode status = U_ZERO_ERROR;
-    return unorm2_getNFDInstance(&status);  // compiled in, never missing
+    return unorm2_getNFDInstance(&status);
 }
+
+UNormalizer2 const* const sDecomposer = CreateDecomposer();
+
+/// The fullwidth and halfwidth forms from `mFirst` to `mLast`, and the ordinary forms from `mOrdinary` on. From the
+/// decompositions of type <wide> and <narrow> in the Unicode Character Database.
+struct WidthRun {
+    UniChar mFirst;
+    UniChar mLast;
+    UniChar mOrdinary;
+};
+
+constexpr WidthRun kWidthRuns[] = {
+    {0x3000, 0x3000, 0x0020}, {0xFF01, 0xFF5E, 0x0021}, {0xFF5F, 0xFF60, 0x2985}, {0xFF61, 0xFF61, 0x3002},
+    {0xFF62, 0xFF63, 0x300C}, {0xFF64, 0xFF64, 0x3001}, {0xFF65, 0xFF65, 0x30FB}, {0xFF66, 0xFF66, 0x30F2},
+    {0xFF67, 0xFF67, 0x30A1}, {0xFF68, 0xFF68, 0x30A3}, {0xFF69, 0xFF69, 0x30A5}, {0xFF6A, 0xFF6A, 0x30A7},
+    {0xFF6B, 0xFF6B, 0x30A9}, {0xFF6C, 0xFF6C, 0x30E3}, {0xFF6D, 0xFF6D, 0x30E5}, {0xFF6E, 0xFF6E, 0x30E7},
+    {0xFF6F, 0xFF6F, 0x30C3}, {0xFF70, 0xFF70, 0x30FC}, {0xFF71, 0xFF71, 0x30A2}, {0xFF72, 0xFF72, 0x30A4},
+    {0xFF73, 0xFF73, 0x30A6}, {0xFF74, 0xFF74, 0x30A8}, {0xFF75, 0xFF76, 0x30AA}, {0xFF77, 0xFF77, 0x30AD},
+    {0xFF78, 0xFF78, 0x30AF}, {0xFF79, 0xFF79, 0x30B1}, {0xFF7A, 0xFF7A, 0x30B3}, {0xFF7B, 0xFF7B, 0x30B5},
+    {0xFF7C, 0xFF7C, 0x30B7}, {0xFF7D, 0xFF7D, 0x30B9}, {0xFF7E, 0xFF7E, 0x30BB}, {0xFF7F, 0xFF7F, 0x30BD},
+    {0xFF80, 0xFF80, 0x30BF}, {0xFF81, 0xFF81, 0x30C1}, {0xFF82, 0xFF82, 0x30C4}, {0xFF83, 0xFF83, 0x30C6},
+    {0xFF84, 0xFF84, 0x30C8}, {0xFF85, 0xFF8A, 0x30CA}, {0xFF8B, 0xFF8B, 0x30D2}, {0xFF8C, 0xFF8C, 0x30D5},
+    {0xFF8D, 0xFF8D, 0x30D8}, {0xFF8E, 0xFF8E, 0x30DB}, {0xFF8F, 0xFF93, 0x30DE}, {0xFF94, 0xFF94, 0x30E4},
+    {0xFF95, 0xFF95, 0x30E6}, {0xFF96, 0xFF9B, 0x30E8}, {0xFF9C, 0xFF9C, 0x30EF}, {0xFF9D, 0xFF9D, 0x30F3},
+    {0xFF9E, 0xFF9F, 0x3099}, {0xFFA0, 0xFFA0, 0x3164}, {0xFFA1, 0xFFBE, 0x3131}, {0xFFC2, 0xFFC7, 0x314F},
+    {0xFFCA, 0xFFCF, 0x3155}, {0xFFD2, 0xFFD7, 0x315B}, {0xFFDA, 0xFFDC, 0x3161}, {0xFFE0, 0xFFE1, 0x00A2},
+    {0xFFE2, 0xFFE2, 0x00AC}, {0xFFE3, 0xFFE3, 0x00AF}, {0xFFE4, 0xFFE4, 0x00A6}, {0xFFE5, 0xFFE5, 0x00A5},
+    {0xFFE6, 0xFFE6, 0x20A9}, {0xFFE8, 0xFFE8, 0x2502}, {0xFFE9, 0xFFEC, 0x2190}, {0xFFED, 0xFFED, 0x25A0},
+    {0xFFEE, 0xFFEE, 0x25CB},
+};
 
 /// What each unit below 0x600, all of Latin, Greek, Cyrillic and Armenian in daily use, is without case; 0 where that
 /// is more than one unit or a mark has a say in it.
@@ -68,7 +101,7 @@ private:
             UErrorCode status = U_ZERO_ERROR;
             const int length = u_strFoldCase(folded, 4, &unit, 1, U_FOLD_CASE_DEFAULT, &status);
             mFolded[unit] = length == 1 ? folded[0] : UniChar{0};
-            mIsAlone[unit] = unorm2_isInert(Decomposer(), unit) != 0;
+            mIsAlone[unit] = sDecomposer != nullptr && unorm2_isInert(sDecomposer, unit) != 0;
         }
     }
 
@@ -118,7 +151,7 @@ private:
 
     void ReadCluster();
     int ReadPoint(SInt32* aOut);
-    int Narrowed(SInt32 aPoint, SInt32* aOut) const;
+    SInt32 Narrowed(SInt32 aPoint) const;
     int Decomposed(SInt32 aPoint, SInt32* aOut) const;
     void Sort(int aCount);
     int DropMarks(int aCount);
@@ -163,35 +196,27 @@ int FoldedReader::ReadPoint(SInt32* aOut)
     SInt32 point = mText.At(mPosition++);
     if (U16_IS_LEAD(point) && mPosition < mText.mLength && U16_IS_TRAIL(mText.At(mPosition)))
         point = U16_GET_SUPPLEMENTARY(point, mText.At(mPosition++));
-    SInt32 narrowed[4];
-    int count = 0;
-    const int narrowedCount = Narrowed(point, narrowed);
-    for (int i = 0; i < narrowedCount; ++i)
-        count += Decomposed(narrowed[i], aOut + count);
-    return count;
+    return Decomposed(Narrowed(point), aOut);
 }
 
 /// The ordinary form of a fullwidth or halfwidth one.
-int FoldedReader::Narrowed(SInt32 aPoint, SInt32* aOut) const
+SInt32 FoldedReader::Narrowed(SInt32 aPoint) const
 {
-    *aOut = aPoint;
-    if ((mOptions & kCFCompareWidthInsensitive) == 0 || (aPoint != 0x3000 && (aPoint < 0xFF00 || aPoint > 0xFFEF)))
-        return 1;
-    UniChar units[kMaxUnits];
-    UErrorCode status = U_ZERO_ERROR;
-    UNormalizer2 const* const compatible = unorm2_getNFKCInstance(&status);
-    const int length = U_SUCCESS(status) ? unorm2_getRawDecomposition(compatible, aPoint, units, 4, &status) : -1;
-    return length > 0 && U_SUCCESS(status) ? ToPoints(units, length, aOut) : 1;
+    if ((mOptions & kCFCompareWidthInsensitive) == 0 || aPoint < kWidthRuns[0].mFirst || aPoint > 0xFFEE)
+        return aPoint;
+    auto const* const run = std::lower_bound(std::begin(kWidthRuns), std::end(kWidthRuns), aPoint,
+                                             [](WidthRun const& aRun, SInt32 aValue) { return aRun.mLast < aValue; });
+    return run != std::end(kWidthRuns) && run->mFirst <= aPoint ? run->mOrdinary + (aPoint - run->mFirst) : aPoint;
 }
 
 int FoldedReader::Decomposed(SInt32 aPoint, SInt32* aOut) const
 {
     *aOut = aPoint;
-    if ((mOptions & kDecomposing) == 0 || aPoint < 0xC0)
+    if ((mOptions & kDecomposing) == 0 || aPoint < 0xC0 || sDecomposer == nullptr)
         return 1;
     UniChar units[kMaxUnits];
     UErrorCode status = U_ZERO_ERROR;
-    const int length = unorm2_getDecomposition(Decomposer(), aPoint, units, kMaxUnits, &status);
+    const int length = unorm2_getDecomposition(sDecomposer, aPoint, units, kMaxUnits, &status);
     return length > 0 && U_SUCCESS(status) ? ToPoints(units, length, aOut) : 1;
 }
 
@@ -230,11 +255,12 @@ int FoldedReader::DropMarks(int aCount)
 
 void FoldedReader::Emit(SInt32 aPoint)
 {
-    mQueue[mCount] = aPoint;
-    if ((mOptions & kCFCompareCaseInsensitive) == 0) {
-        ++mCount;
+    const UniChar simple = aPoint < FoldTable::kEnd ? FoldTable::Get().Fold(static_cast<UniChar>(aPoint)) : UniChar{0};
+    if ((mOptions & kCFCompareCaseInsensitive) == 0 || simple != 0) {
+        mQueue[mCount++] = (mOptions & kCFCompareCaseInsensitive) == 0 ? aPoint : SInt32{simple};
         return;
     }
+    mQueue[mCount] = aPoint;
     UniChar units[2];
     UniChar folded[8];
     int length = 0;
@@ -315,15 +341,26 @@ bool CompareSimply(First const* aFirst, Second const* aSecond, Comparison& aStat
     return false;
 }
 
-/// Goes back to where no character goes on in either text, but not behind the start.
-void BackToBoundary(Comparison& aState, CFIndex aStart)
+/// Whether the unit at `aAt` may belong to the character before.
+bool GoesOn(Text const& aText, CFIndex aAt, CFOptionFlags aOptions)
 {
-    FoldTable const& table = FoldTable::Get();
-    const auto goesOn = [&](Text const& aText, CFIndex aAt) {
-        return aAt < aText.mLength && !table.IsAlone(aText.At(aAt));
-    };
+    if (aAt == 0 || aAt >= aText.mLength)
+        return false;
+    const UniChar unit = aText.At(aAt);
+    if (U16_IS_TRAIL(unit))
+        return U16_IS_LEAD(aText.At(aAt - 1));
+    if ((aOptions & kDecomposing) == 0 || FoldTable::Get().IsAlone(unit) || sDecomposer == nullptr)
+        return false;
+    const bool isPair = U16_IS_LEAD(unit) && aAt + 1 < aText.mLength && U16_IS_TRAIL(aText.At(aAt + 1));
+    const SInt32 point = isPair ? U16_GET_SUPPLEMENTARY(unit, aText.At(aAt + 1)) : SInt32{unit};
+    return unorm2_hasBoundaryBefore(sDecomposer, point) == 0;
+}
+
+/// Goes back to where a character begins in both texts, but not behind the start.
+void BackToBoundary(Comparison& aState, CFIndex aStart, CFOptionFlags aOptions)
+{
     for (; aState.mAt > aStart; --aState.mAt, --aState.mOtherAt)
-        if (!goesOn(aState.mFirst, aState.mAt) && !goesOn(aState.mSecond, aState.mOtherAt))
+        if (!GoesOn(aState.mFirst, aState.mAt, aOptions) && !GoesOn(aState.mSecond, aState.mOtherAt, aOptions))
             break;
 }
 
@@ -356,7 +393,7 @@ CFComparisonResult CompareFolded(Text const& aFirst, Text const& aSecond, CFOpti
         });
         if (isSettled)
             return result;
-        BackToBoundary(state, start);
+        BackToBoundary(state, start, aOptions);
         if (!CompareCharacters(state, aOptions, result))
             return result;
     }

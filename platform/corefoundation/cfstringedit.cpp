@@ -2,6 +2,7 @@
 #include <algorithm>
 
 #include "CoreFoundation/CFArray.h"
+#include "cfarray.h"
 #include "cfstringobject.h"
 
 using cf::Text;
@@ -104,7 +105,7 @@ void AppendPad(CFMutableStringRef aString, Text const& aPad, CFIndex aCount, CFI
     void* const gap = aString->MakeGap(EndOf(aString), aCount, aPad.mIsWide);
     const bool isWide = aString->GetText().mIsWide;
     for (CFIndex i = 0; gap != nullptr && i < aCount; ++i) {
-        const UniChar unit = aPad.At((aIndex + i) % aPad.mLength);
+        const UniChar unit = aPad.At((aIndex % aPad.mLength + i) % aPad.mLength);
         if (isWide)
             static_cast<UniChar*>(gap)[i] = unit;
         else
@@ -203,6 +204,7 @@ CFArrayRef CFStringCreateArrayBySeparatingStrings(CFAllocatorRef aAllocator, CFS
     if (!pieces || ForEachOccurrence(text, CFRangeMake(0, text.mLength), aSeparator->GetText(), 0, append) < 0 ||
         !AppendPiece(pieces.Get(), aString, start, text.mLength))
         return nullptr;
+    pieces.Get()->Freeze();
     return pieces.Detach();
 }
 

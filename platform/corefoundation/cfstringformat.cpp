@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdio>
 #include <cwchar>
+#include <iterator>
 
 #include "cfstringcodec.h"
 #include "cfstringobject.h"
@@ -38,6 +39,43 @@ union Argument {
     void const* mAsPointer;
 };
 
+/// The lengths that conversions go with; anything else is no conversion.
+struct Conversion {
+    char const* mTypes;
+    char const* mLength;
+    Fetched mFetched;
+};
+
+constexpr Conversion kConversions[] = {
+    {"diouxX", "", Fetched::kInt},
+    {"diouxX", "hh", Fetched::kInt},
+    {"diouxX", "h", Fetched::kInt},
+    {"diouxX", "l", Fetched::kLong},
+    {"diouxX", "ll", Fetched::kLongLong},
+    {"diouxX", "q", Fetched::kLongLong},
+    {"diouxX", "L", Fetched::kLongLong},
+    {"diouxX", "j", Fetched::kMax},
+    {"diouxX", "z", Fetched::kSize},
+    {"diouxX", "t", Fetched::kDifference},
+    {"aAeEfFgG", "", Fetched::kDouble},
+    {"aAeEfFgG", "l", Fetched::kDouble},
+    {"aAeEfFgG", "L", Fetched::kLongDouble},
+    {"cC", "", Fetched::kInt},
+    {"c", "l", Fetched::kInt},
+    {"sSp@", "", Fetched::kPointer},
+    {"s", "l", Fetched::kPointer},
+    {"%", "", Fetched::kNothing},
+};
+
+Conversion const* FindConversion(UniChar aType, char const* aLength)
+{
+    auto const* const found =
+        std::find_if(std::begin(kConversions), std::end(kConversions), [=](Conversion const& aConversion) {
+            return std::strchr(aConversion.mTypes, aType) != nullptr && std::strcmp(aConversion.mLength, aLength) == 0;
+        });
+    return aType != 0 && aType < 0x80 && found != std::end(kConversions) ? found : nullptr;
+}
+
 /// A part of the format: a conversion, or text when `type` is 0.
 struct Piece {
     CFRange mSource;  ///< in the format
@@ -49,6 +87,7 @@ struct Piece {
     int mPrecision;
     int mPrecisionArgument;
     int mArgument;
+    Fetched mFetched;  ///< what the argument is
 };
 
 constexpr int kNone = -1;
@@ -135,8 +174,6 @@ void FormatReader::ReadLength(Piece& aPiece)
     std::size_t count = 0;
     for (; count < 2 && Peek() != 0 && Peek() < 0x80 && std::strchr("hlqjztL", Peek()) != nullptr; ++mAt)
         aPiece.mLength[count++] = static_cast<char>(Peek());
-    if (aPiece.mLength[0] == 'q')
-        std::strcpy(aPiece.mLength, "ll");
 }
 
 /// @return whether it is one; what follows the percent sign is text if not.
@@ -149,24 +186,25 @@ bool FormatReader::ReadConversion(Piece& aPiece)
         aPiece.mPrecision =
             std::max(ReadStarOrNumber(aPiece.mPrecisionArgument), aPiece.mPrecisionArgument != kNone ? kNone : 0);
     ReadLength(aPiece);
-    const UniChar type = Peek();
-    if (type == 0 || type >= 0x80 || std::strchr("diouxXeEfFgGaAcCsSp@%", type) == nullptr)
+    Conversion const* const conversion = FindConversion(Peek(), aPiece.mLength);
+    if (conversion == nullptr)
         return false;
+    aPiece.mType = static_cast<char>(Peek());
+    aPiece.mFetched = conversion->mFetched;
     ++mAt;
-    aPiece.mType = static_cast<char>(type);
-    if (type != '%')
+    if (aPiece.mType != '%')
         aPiece.mArgument = position != kNone ? position : mNextArgument++;
     return std::max({aPiece.mArgument, aPiece.mWidthArgument, aPiece.mPrecisionArgument}) < kMaxArguments;
 }
 
 bool FormatReader::Next(Piece& aPiece)
 {
-    aPiece = Piece{CFRangeMake(mAt, 0), 0, {}, {}, kNone, kNone, kNone, kNone, kNone};
+    aPiece = Piece{CFRangeMake(mAt, 0), 0, {}, {}, kNone, kNone, kNone, kNone, kNone, Fetched::kNothing};
     if (mAt >= mFormat.mLength)
         return false;
     const int saved = mNextArgument;
     if (Skip('%') && !ReadConversion(aPiece)) {
-        aPiece = Piece{aPiece.mSource, 0, {}, {}, kNone, kNone, kNone, kNone, kNone};
+        aPiece = Piece{aPiece.mSource, 0, {}, {}, kNone, kNone, kNone, kNone, kNone, Fetched::kNothing};
         mNextArgument = saved;
         mAt = aPiece.mSource.location + 1;
     }
@@ -174,46 +212,6 @@ bool FormatReader::Next(Piece& aPiece)
         ++mAt;
     aPiece.mSource.length = mAt - aPiece.mSource.location;
     return true;
-}
-
-/// How a whole number of that length is passed.
-Fetched IntegerFetch(char const* aLength)
-{
-    switch (aLength[0]) {
-    case 'l':
-        return aLength[1] == 'l' ? Fetched::kLongLong : Fetched::kLong;
-    case 'j':
-        return Fetched::kMax;
-    case 'z':
-        return Fetched::kSize;
-    case 't':
-        return Fetched::kDifference;
-    default:
-        return Fetched::kInt;
-    }
-}
-
-Fetched FetchOf(Piece const& aPiece)
-{
-    switch (aPiece.mType) {
-    case 's':
-    case 'S':
-    case 'p':
-    case '@':
-        return Fetched::kPointer;
-    case 'c':
-    case 'C':
-        return Fetched::kInt;
-    case 'd':
-    case 'i':
-    case 'o':
-    case 'u':
-    case 'x':
-    case 'X':
-        return IntegerFetch(aPiece.mLength);
-    default:
-        return aPiece.mLength[0] == 'L' ? Fetched::kLongDouble : Fetched::kDouble;
-    }
 }
 
 /// The arguments of a call, in their order.
@@ -253,7 +251,7 @@ Arguments::Arguments(Text const& aFormat, va_list aList) : mFetches{}, mValues{}
         Note(piece.mWidthArgument, Fetched::kInt);
         Note(piece.mPrecisionArgument, Fetched::kInt);
         if (piece.mType != 0)
-            Note(piece.mArgument, FetchOf(piece));
+            Note(piece.mArgument, piece.mFetched);
     }
     va_list list;
     va_copy(list, aList);
@@ -310,6 +308,17 @@ private:
     const locale_t mOld;
 };
 
+/// The bytes without the part of a UTF-8 character that a precision has left at their end.
+CFIndex WithoutCutCharacter(UInt8 const* aBytes, CFIndex aCount)
+{
+    CFIndex start = aCount;
+    while (start > 0 && aCount - start < 4 && (aBytes[start - 1] & 0xC0) == 0x80)
+        --start;
+    const UInt8 first = start > 0 ? aBytes[start - 1] : UInt8{0};
+    const CFIndex size = first >= 0xF0 ? 4 : first >= 0xE0 ? 3 : first >= 0xC0 ? 2 : 0;
+    return size > aCount - start + 1 ? start - 1 : aCount;
+}
+
 /// Writes the conversions at the end of a string.
 class FormatWriter {
 public:
@@ -329,6 +338,7 @@ private:
     bool AppendPadding(CFIndex aCount);
     bool AppendField(Text const& aText);
     bool AppendBytes(char const* aBytes);
+    bool AppendWide(wchar_t const* aPoints);
     bool AppendUnits(UniChar const* aUnits);
     bool AppendObject(CFTypeRef aObject);
     bool AppendNumber(Argument const& aValue);
@@ -345,21 +355,24 @@ bool FormatWriter::Write(Text const& aFormat, Piece const& aPiece)
     mPiece = aPiece;
     if (mPiece.mType == '%')
         return Append(Text("%", 1));
-    if (mPiece.mType == 0 || !mArguments.Is(mPiece.mArgument, FetchOf(mPiece)))
+    if (mPiece.mType == 0 || !mArguments.Is(mPiece.mArgument, mPiece.mFetched))
         return Append(aFormat.Part(mPiece.mSource));
     SetWidths();
     Argument const& value = mArguments.At(mPiece.mArgument);
+    const bool isWide = mPiece.mLength[0] == 'l';
+    const wchar_t points[] = {static_cast<wchar_t>(value.mAsInt), L'\0'};
     const UniChar unit = static_cast<UniChar>(value.mAsInt);
     switch (mPiece.mType) {
     case '@':
         return AppendObject(value.mAsPointer);
     case 's':
-        return AppendBytes(static_cast<char const*>(value.mAsPointer));
+        return isWide ? AppendWide(static_cast<wchar_t const*>(value.mAsPointer))
+                      : AppendBytes(static_cast<char const*>(value.mAsPointer));
     case 'S':
         return AppendUnits(static_cast<UniChar const*>(value.mAsPointer));
     case 'C':
     case 'c':
-        return AppendField(Text(&unit, 1));
+        return isWide ? AppendWide(points) : AppendField(Text(&unit, 1));
     default:
         return AppendNumber(value);
     }
@@ -380,7 +393,7 @@ void FormatWriter::SetWidths()
 
 bool FormatWriter::AppendPadding(CFIndex aCount)
 {
-    static __CFString sSpace(" ");
+    static __CFString sSpace(" ", 1);
     const CFIndex length = CFStringGetLength(mOut) + std::max<CFIndex>(aCount, 0);
     CFStringPad(mOut, &sSpace, length, 0);
     return CFStringGetLength(mOut) == length;
@@ -389,8 +402,9 @@ bool FormatWriter::AppendPadding(CFIndex aCount)
 /// A text within its precision and width.
 bool FormatWriter::AppendField(Text const& aText)
 {
-    const CFIndex length =
-        mPiece.mPrecision != kNone ? std::min<CFIndex>(mPiece.mPrecision, aText.mLength) : aText.mLength;
+    CFIndex length = mPiece.mPrecision != kNone ? std::min<CFIndex>(mPiece.mPrecision, aText.mLength) : aText.mLength;
+    if (length != 0 && length != aText.mLength && (aText.At(length - 1) & 0xFC00) == 0xD800)
+        --length;  // half of a character is none
     const CFIndex padding = mPiece.mWidth - length;
     const bool isLeft = std::strchr(mPiece.mFlags, '-') != nullptr;
     return (isLeft || AppendPadding(padding)) && Append(aText.Part(CFRangeMake(0, length))) &&
@@ -403,10 +417,24 @@ bool FormatWriter::AppendBytes(char const* aBytes)
     const std::size_t count =
         mPiece.mPrecision != kNone ? strnlen(bytes, static_cast<std::size_t>(mPiece.mPrecision)) : std::strlen(bytes);
     UInt8 const* const start = reinterpret_cast<UInt8 const*>(bytes);
-    const CFIndex length = static_cast<CFIndex>(count);
+    CFIndex length = static_cast<CFIndex>(count);
+    if (mPiece.mPrecision == length)
+        length = WithoutCutCharacter(start, length);
     const bool isUtf8 = cf::Decoder(start, length, kCFStringEncodingUTF8, false).IsAllowed();
     const CFStringEncoding encoding = isUtf8 ? kCFStringEncodingUTF8 : kCFStringEncodingISOLatin1;  // so that it shows
     const cf::Owned<CFStringRef> text(CFStringCreateWithBytes(nullptr, start, length, encoding, false));
+    return text && AppendField(text.Get()->GetText());
+}
+
+bool FormatWriter::AppendWide(wchar_t const* aPoints)
+{
+    if (aPoints == nullptr)
+        return AppendBytes(nullptr);
+    const std::size_t count =
+        mPiece.mPrecision != kNone ? wcsnlen(aPoints, static_cast<std::size_t>(mPiece.mPrecision)) : wcslen(aPoints);
+    const cf::Owned<CFStringRef> text(CFStringCreateWithBytes(nullptr, reinterpret_cast<UInt8 const*>(aPoints),
+                                                              static_cast<CFIndex>(count * sizeof *aPoints),
+                                                              kCFStringEncodingUTF32, false));
     return text && AppendField(text.Get()->GetText());
 }
 
@@ -458,7 +486,7 @@ bool FormatWriter::AppendNumber(Argument const& aValue)
 {
     if (mPiece.mType == 'p')
         return AppendPrinted(aValue.mAsPointer);
-    switch (FetchOf(mPiece)) {
+    switch (mPiece.mFetched) {
     case Fetched::kLong:
         return AppendPrinted(aValue.mAsLong);
     case Fetched::kLongLong:
@@ -493,6 +521,8 @@ CFStringRef CFStringCreateWithFormatAndArguments(CFAllocatorRef /*aAllocator*/, 
     for (Piece piece = {}; result && reader.Next(piece);)
         if (!writer.Write(format, piece))
             return nullptr;
+    if (result)
+        result.Get()->Freeze();
     return result.Detach();
 }
 

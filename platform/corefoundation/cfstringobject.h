@@ -74,11 +74,10 @@ auto Visit(Text const& aText, Function aFunction)
 /// A string. It keeps ASCII as terminated bytes, which costs half the memory and serves most readers as it is, and
 /// anything else as UTF-16. Short texts lie behind the object itself.
 struct __CFString final : cf::Object {
-    /// An immutable ASCII string that is never destroyed.
-    template <std::size_t kSize>
-    constexpr explicit __CFString(char const (&aLiteral)[kSize])
+    /// An immutable string around an ASCII literal; it is never destroyed.
+    constexpr __CFString(char const* aLiteral, CFIndex aLength)
         : Object(cf::kString, kConstant), mIsWide(false), mIsMutable(false), mData(const_cast<char*>(aLiteral)),
-          mLength(kSize - 1), mSize(kSize), mMaxLength(0)
+          mLength(aLength), mSize(aLength + 1), mMaxLength(0)
     {
     }
     /// Empty, with `aSize` bytes behind the object.
@@ -95,6 +94,13 @@ struct __CFString final : cf::Object {
         return mIsWide ? cf::Text(static_cast<UniChar const*>(mData), mLength)
                        : cf::Text(static_cast<char const*>(mData), mLength);
     }
+    /// No change from now on.
+    void Freeze()
+    {
+        mIsMutable = false;
+    }
+    /// Whether there are bytes that somebody may have a pointer to.
+    bool HoldsBytes() const;
     bool IsMutable() const
     {
         return mIsMutable;
@@ -146,7 +152,7 @@ private:
     void SetBlock(void* aBlock, CFIndex aSize);
 
     bool mIsWide;
-    const bool mIsMutable;
+    bool mIsMutable;
     void* mData;
     CFIndex mLength;
     CFIndex mSize;             ///< bytes of the block
@@ -165,5 +171,5 @@ inline Text TextOf(CFStringRef aString)
 
 /// Defines the exported constant `aName`.
 #define CF_CONSTANT_STRING(aName, aLiteral)                                                                            \
-    static __CFString sString_##aName(aLiteral);                                                                       \
+    static __CFString sString_##aName(aLiteral, sizeof aLiteral - 1);                                                  \
     CFStringRef const aName = &sString_##aName

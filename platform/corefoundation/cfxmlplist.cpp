@@ -132,6 +132,10 @@ CFIndex DecodeBase64(char* aText, std::size_t aSize)
     return digits == 0 || digits == -4 ? out - reinterpret_cast<UInt8*>(aText) : -1;
 }
 
+/// libxml2 sets itself up when it is first used, which two threads must not do at once. While the program is being
+/// loaded there is one.
+[[maybe_unused]] const bool sIsReady = (xmlInitParser(), true);
+
 /// Whether libxml2 has what it keeps for this thread. It recurses without end when there is no memory for that, so it
 /// is asked only when there is; only another thread that takes it in between is left to fear.
 bool HasThreadState()
@@ -170,6 +174,8 @@ private:
     static void OnEnd(void* aReader, xmlChar const* aName, xmlChar const* aPrefix, xmlChar const* aUri);
     static void OnText(void* aReader, xmlChar const* aText, int aSize);
     static void OnReference(void* aReader, xmlChar const* aName);
+    static void OnAttribute(void* aReader, xmlChar const* aElement, xmlChar const* aName, int aType, int aDefault,
+                            xmlChar const* aValue, xmlEnumerationPtr aNames);
     static void OnEntity(void* aReader, xmlChar const* aName, int aType, xmlChar const* aPublicId,
                          xmlChar const* aSystemId, xmlChar* aContent);
     static void OnError(void* aReader, xmlErrorPtr aError);
@@ -226,7 +232,6 @@ Value Reader::Read(std::string_view aBytes)
     xmlStructuredErrorFunc const otherFunction = xmlStructuredError;
     void* const otherContext = xmlStructuredErrorContext;
     xmlSetStructuredErrorFunc(this, OnError);
-    xmlInitParser();
     mContext = xmlCreateMemoryParserCtxt(aBytes.data(), static_cast<int>(aBytes.size()));
     if (mContext != nullptr) {
         // The limits that "huge" takes away are those of nesting, which is limited here, and of entities.
@@ -255,6 +260,7 @@ xmlSAXHandler Reader::MakeHandler()
     handler.cdataBlock = OnText;
     handler.reference = OnReference;
     handler.entityDecl = OnEntity;
+    handler.attributeDecl = OnAttribute;
     handler.serror = OnError;
     return handler;
 }
@@ -291,6 +297,14 @@ void Reader::OnEntity(void* aReader, xmlChar const* aName, int /*aType*/, xmlCha
                       xmlChar const* /*aSystemId*/, xmlChar* /*aContent*/)
 {
     OnReference(aReader, aName);
+}
+
+/// Defaults for attributes: no list needs them, and libxml2 takes a time for them that grows with their square.
+void Reader::OnAttribute(void* aReader, xmlChar const* /*aElement*/, xmlChar const* aName, int /*aType*/,
+                         int /*aDefault*/, xmlChar const* /*aValue*/, xmlEnumerationPtr aNames)
+{
+    xmlFreeEnumeration(aNames);
+    static_cast<Reader*>(aReader)->Fail("attributes are not declared here: ", reinterpret_cast<char const*>(aName));
 }
 
 void Reader::OnError(void* aReader, xmlErrorPtr aError)

@@ -134,8 +134,17 @@ TEST(CFString, RefusesWhatIsOutsideOrUnchangeable)
     CFStringAppend(nullptr, text);
     EXPECT_TRUE(CFStringCreateCopy(nullptr, nullptr) == nullptr && CFSTR("one") == CFSTR("one"));
     String pad(Make("12"));
-    CFStringPad(copy, pad, 10, 1);
+    CFStringPad(copy, pad, 10, LONG_MAX);
     EXPECT_EQ(Bytes(copy), "bcabc21212");
+    char const* const bytes = CFStringGetCStringPtr(copy, kCFStringEncodingUTF8);
+    CFStringAppendCString(copy, "k\xFFk", kCFStringEncodingUTF8);
+    EXPECT_EQ(CFStringGetCStringPtr(copy, kCFStringEncodingUTF8), bytes) << "what is refused changes nothing";
+    EXPECT_TRUE(CFStringCreateWithCString(nullptr, "a", kCFStringEncodingUTF16) == nullptr);
+    for (int i = 0; i < 3; ++i)
+        CFRelease(CFSTR("one"));
+    String made(CFStringCreateWithFormat(nullptr, nullptr, CFSTR("one")));
+    CFStringAppend(const_cast<CFMutableStringRef>(made.Get()), text);
+    EXPECT_TRUE(CFEqual(CFSTR("one"), made)) << "neither is destroyed or changed";
 }
 
 /// What glibc's converter makes of UTF-8; empty when it refuses.
@@ -343,6 +352,15 @@ TEST(CFString, IgnoresMarksAndWidthWhereAskedTo)
         EXPECT_EQ(CFStringCompare(first, second, pair.mOptions), pair.mResult) << pair.mFirst << " " << pair.mSecond;
         EXPECT_EQ(CFStringCompare(second, first, pair.mOptions), -pair.mResult) << pair.mFirst << " " << pair.mSecond;
     }
+    UErrorCode status = U_ZERO_ERROR;
+    UNormalizer2 const* const compatible = unorm2_getNFKCInstance(&status);
+    for (UniChar unit = 0xFEFF; unit < 0xFFF1; ++unit) {
+        UniChar ordinary[4] = {unit};
+        const bool isForm = unorm2_getRawDecomposition(compatible, unit, ordinary, 4, &status) > 0;
+        String form(CFStringCreateWithCharacters(nullptr, &unit, 1)),
+            other(CFStringCreateWithCharacters(nullptr, ordinary, 1));
+        EXPECT_TRUE(CFStringCompare(form, other, kWidth) == 0 && isForm == !CFEqual(form, other)) << unit;
+    }
     String many(Make("a" + std::string(400, '\xCC'))), plain(Make("a"));
     std::string marks = "a";
     for (int i = 0; i < 200; ++i)
@@ -417,6 +435,7 @@ TEST(CFString, MapsCaseByTheRulesOfTheLanguage)
         {"fr_FR", "français (canada)", "FRANÇAIS (CANADA)", "français (canada)", "Français (Canada)"},
         {"en_US", "guinea-bissau o'neil 3rd", "GUINEA-BISSAU O'NEIL 3RD", "guinea-bissau o'neil 3rd",
          "Guinea-Bissau O'neil 3Rd"},
+        {"TUR", "i", "\u0130", "i", "\u0130"},
         {"xx_YY_ZZ", "plain", "PLAIN", "plain", "Plain"}};
     for (Mapping const& mapping : kMappings) {
         String name(Make(mapping.mLocale));
@@ -476,6 +495,12 @@ TEST(CFString, FormatsAsPrintfDoesAndObjects)
     EXPECT_EQ(Formatted("100%, %y %", 1), "100%, %y %") << "what is no conversion stays";
     EXPECT_EQ(Formatted("%s %@ %S", nullptr, nullptr, nullptr), "(null) (null) (null)");
     EXPECT_EQ(Formatted("%s", "\xE4\x80"), "ä\u0080") << "what is not UTF-8 still shows";
+    EXPECT_EQ(Formatted("%Ld|%qd|%lf|%ls|%lc|%.2ls", 1LL << 40, -5LL, 0.5, L"w\u00EFde", 0x1F525, L"abc"),
+              "1099511627776|-5|0.500000|w\u00EFde|\U0001F525|ab");
+    EXPECT_EQ(Formatted("%lzd %llf %hs", 1), "%lzd %llf %hs") << "lengths that no conversion has";
+    String fire(Make("\U0001F525"));
+    EXPECT_EQ(Formatted("%.2s|%.3s|%.1@|", "K\u00FC", "K\u00FC", fire.Get()), "K|K\u00FC||")
+        << "no half of a character";
     EXPECT_EQ(Formatted("%0300d", 1), std::string(299, '0') + "1");
     EXPECT_EQ(Formatted("%.200f", 0.5).size(), 202U);
 }
@@ -547,6 +572,20 @@ TEST(CFString, SplitsAndTrims)
         for (CFIndex i : {0, 99, 70, 3, 68})
             EXPECT_EQ(CFStringGetCharacterFromInlineBuffer(&buffer, i), units[0]);
     }
+}
+
+// ICU keeps what it could not set up, so this is of use only as the first test of its process.
+TEST(CFString, ComparesWithoutMemoryFromTheFirstTimeOn)
+{
+    String first(Make("Caf\u00E9 \uFF21\uFF22")), second(Make("cafe\u0301 ab")),
+        long1(Make(std::u16string(100000, u'\u6F22')));
+    Mutable long2(CFStringCreateMutableCopy(nullptr, 0, long1));
+    CFStringAppend(long2, first);
+    FailNthAllocation fail(1, FailNthAllocation::kFromThenOn);
+    EXPECT_EQ(CFStringCompare(first, second, 401), 0);
+    EXPECT_EQ(CFStringFind(first, second, 401).length, 7);
+    EXPECT_EQ(CFStringCompare(long1, long2, 401), -1) << "and at once";
+    EXPECT_FALSE(fail.Fired());
 }
 
 // Every allocation of every operation fails once: nothing is created, or the string is as it was.

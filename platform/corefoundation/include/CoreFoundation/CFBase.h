@@ -59,7 +59,7 @@ typedef CFComparisonResult (*CFComparatorFunction)(void const* aFirst, void cons
 CF_EXPORT CFTypeRef CFRetain(CFTypeRef aObject);
 /// Drops a reference; the last one destroys the object. Constant objects stay.
 CF_EXPORT void CFRelease(CFTypeRef aObject);
-/// The references at this moment, 0 for null.
+/// The references at this moment; 0 for null and for constant objects.
 CF_EXPORT CFIndex CFGetRetainCount(CFTypeRef aObject);
 /// What kind of object it is: one of the CF…GetTypeID() values; 0 for null.
 CF_EXPORT CFTypeID CFGetTypeID(CFTypeRef aObject);

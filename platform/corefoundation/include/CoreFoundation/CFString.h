@@ -44,11 +44,12 @@ CF_EXPORT CFTypeID CFStringGetTypeID();
 
 /// An empty string that can change. `aMaxLength` limits its length; 0 does not.
 CF_EXPORT CFMutableStringRef CFStringCreateMutable(CFAllocatorRef aAllocator, CFIndex aMaxLength);
-/// A string that can change, with the text of `aString`. `aMaxLength` as above.
+/// A string that can change, with the text of `aString`. `aMaxLength` as above. @return null also for a longer text.
 CF_EXPORT CFMutableStringRef CFStringCreateMutableCopy(CFAllocatorRef aAllocator, CFIndex aMaxLength,
                                                        CFStringRef aString);
 /// The text of `aString` as it is now, which may be the same object when it cannot change.
 CF_EXPORT CFStringRef CFStringCreateCopy(CFAllocatorRef aAllocator, CFStringRef aString);
+/// @param aEncoding one of bytes; any other is refused, as its text may have zero bytes.
 CF_EXPORT CFStringRef CFStringCreateWithCString(CFAllocatorRef aAllocator, char const* aText,
                                                 CFStringEncoding aEncoding);
 /// @param aIsExternal whether a byte-order mark in front belongs to the encoding, and is left out, rather than to the
@@ -61,14 +62,15 @@ CF_EXPORT CFStringRef CFStringCreateWithCharacters(CFAllocatorRef aAllocator, Un
 CF_EXPORT CFStringRef CFStringCreateWithSubstring(CFAllocatorRef aAllocator, CFStringRef aString, CFRange aRange);
 
 /// printf's conversions with their flags, widths, precisions, lengths and positions, in the "C" locale; and %@ for the
-/// description of an object, %C for a UniChar, %S for a UniChar string that ends with 0. `aOptions` is unused: pass
-/// null. A conversion that is none of these is left as it stands.
+/// description of an object, %C for a UniChar, %S for a UniChar string that ends with 0. %s is UTF-8, or else ISO
+/// Latin-1. `aOptions` is unused: pass null. A conversion that is none of these is left as it stands.
 CF_EXPORT CFStringRef CFStringCreateWithFormat(CFAllocatorRef aAllocator, CFDictionaryRef aOptions, CFStringRef aFormat,
                                                ...);
 CF_EXPORT CFStringRef CFStringCreateWithFormatAndArguments(CFAllocatorRef aAllocator, CFDictionaryRef aOptions,
                                                            CFStringRef aFormat, va_list aArguments);
 
-/// A constant string for an ASCII literal: made once for each text, never released.
+/// A constant string for an ASCII literal, which it refers to: made once for each text, never destroyed. Null only when
+/// there was no memory.
 #define CFSTR(aText) __CFStringMakeConstantString("" aText "")
 CF_EXPORT CFStringRef __CFStringMakeConstantString(char const* aText);
 
@@ -81,9 +83,10 @@ CF_EXPORT void CFStringGetCharacters(CFStringRef aString, CFRange aRange, UniCha
 /// The string's own UTF-16 units, not terminated, valid until it changes; null when it does not hold any.
 CF_EXPORT UniChar const* CFStringGetCharactersPtr(CFStringRef aString);
 /// The string's own bytes, terminated, valid until it changes; null when it does not hold any in that encoding. A
-/// string keeps bytes while it is ASCII, which serves ASCII, ISO Latin-1 and UTF-8.
+/// string keeps bytes until it first holds something that is not ASCII; they serve ASCII, ISO Latin-1 and UTF-8.
 CF_EXPORT char const* CFStringGetCStringPtr(CFStringRef aString, CFStringEncoding aEncoding);
-/// The whole string, terminated. @return false when it does not fit or cannot be converted.
+/// The whole string, terminated. @return false when it does not fit or cannot be converted, or for an encoding that is
+/// not one of bytes.
 CF_EXPORT Boolean CFStringGetCString(CFStringRef aString, char* aBuffer, CFIndex aSize, CFStringEncoding aEncoding);
 /// Converts as many characters as fit, never a part of one.
 /// @param aLossByte stands for what the encoding does not have; with 0 conversion ends there.
@@ -140,7 +143,7 @@ CF_EXPORT void CFStringReplaceAll(CFMutableStringRef aString, CFStringRef aOther
 CF_EXPORT CFIndex CFStringFindAndReplace(CFMutableStringRef aString, CFStringRef aWhat, CFStringRef aWith,
                                          CFRange aRange, CFOptionFlags aOptions);
 /// Cuts to `aLength`, or fills up to it with the units of `aPad` from `aIndexIntoPad` on, over and over. Without a pad
-/// it only cuts.
+/// it only cuts, and so it does with a negative index.
 CF_EXPORT void CFStringPad(CFMutableStringRef aString, CFStringRef aPad, CFIndex aLength, CFIndex aIndexIntoPad);
 /// Takes white space and line breaks off both ends.
 CF_EXPORT void CFStringTrimWhitespace(CFMutableStringRef aString);
