@@ -391,7 +391,7 @@ CFComparisonResult CompareFolded(Text const& aFirst, Text const& aSecond, CFOpti
             return cf::Visit(
                 aSecond, [&](auto const* aOthers) { return CompareSimply(aUnits, aOthers, state, aOptions, result); });
         });
-        if (isSettled)
+        if (isSettled || (state.mAt == aFirst.mLength && state.mOtherAt == aSecond.mLength))
             return result;
         BackToBoundary(state, start, aOptions);
         if (!CompareCharacters(state, aOptions, result))
