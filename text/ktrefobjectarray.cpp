@@ -10,12 +10,17 @@ bool Check(bool aHolds, char const* aCondition, int aLine)
     return ktCheck(aHolds, "ktRefObjectArray", aCondition, "ktrefobjectarray", aLine);
 }
 
-/// @param aEnd closes the parenthesis.
-void LogNullElement(char const* aOperation, int aIndex, int aCount, char const* aEnd = ")")
+// The texts by which the field searches for slots that are null and must not be; the first one has lost its parenthesis.
+constexpr char kNullReplaced[] =
+    "ktRefObjectArray: SetElement() - NULL element found in ktRefCountArray (Index=%d, numElements=%d";
+constexpr char kNullCleared[] =
+    "ktRefObjectArray: Clear() - NULL element found in ktRefCountArray (Index=%d, numElements=%d)";
+constexpr char kNullCopied[] =
+    "ktRefObjectArray: Copy() - NULL element found in ktRefCountArray (Index=%d, numElements=%d)";
+
+void LogNullElement(char const* aFormat, int aIndex, int aCount)
 {
-    ktLogWithComponent(kLogPriorityCritical, nullptr,
-                       "ktRefObjectArray: %s() - NULL element found in ktRefCountArray (Index=%d, numElements=%d%s",
-                       aOperation, aIndex, aCount, aEnd);
+    ktLogWithComponent(kLogPriorityCritical, nullptr, aFormat, aIndex, aCount);
 }
 
 /// Slots are not constant, but holders of constant objects own references too.
@@ -100,8 +105,8 @@ ktError ktRefCountArray::SetElement(int aIndex, ktRefCount const* aElement)
         return result;
     if (old != nullptr)
         old->Release();
-    else  // the field searches for this line without the parenthesis
-        LogNullElement("SetElement", aIndex, GetNumElements(), "");
+    else
+        LogNullElement(kNullReplaced, aIndex, GetNumElements());
     return kErrNone;
 }
 
@@ -165,7 +170,7 @@ void ktRefCountArray::Clear()
         if (element != nullptr)
             element->Release();
         else
-            LogNullElement("Clear", i, GetNumElements());
+            LogNullElement(kNullCleared, i, GetNumElements());
     }
     mArray.Clear();
 }
@@ -183,7 +188,7 @@ ktError ktRefCountArray::Copy(ktRefCountArray const& aOther)
         if (element != nullptr)
             element->AddRef();
         else
-            LogNullElement("Copy", i, GetNumElements());
+            LogNullElement(kNullCopied, i, GetNumElements());
     }
     return kErrNone;
 }
