@@ -36,7 +36,8 @@ CF_EXPORT CFStringRef CFBundleGetIdentifier(CFBundleRef aBundle);
 
 /// Looks for the file "aName.aType" in the bundle at `aUrl`: there, in "Resources" and in "Contents/Resources", and in
 /// the subdirectory of those when one is given; nowhere else, so that localised resources are found by their directory
-/// only. May block for the file system. @param aType, aSubdirectory may be null or empty.
+/// only. A name that has ".." in it leads where it leads: a bundle is no fence. May block for the file system.
+/// @param aType, aSubdirectory may be null or empty.
 /// @return null when there is none.
 CF_EXPORT CFURLRef CFBundleCopyResourceURLInDirectory(CFURLRef aUrl, CFStringRef aName, CFStringRef aType,
                                                       CFStringRef aSubdirectory);
