@@ -39,6 +39,16 @@ function(kt_shared_library target)
     endif()
 endfunction()
 
+# kt_system_library(<target> <library> <header>): the imported target ktappcore::<target>, the system's own library.
+function(kt_system_library target library header)
+    find_library(${target}_LIBRARY ${library} REQUIRED)
+    find_path(${target}_INCLUDE_DIR ${header} REQUIRED)
+    add_library(ktappcore::${target} UNKNOWN IMPORTED GLOBAL)
+    set_target_properties(ktappcore::${target} PROPERTIES
+        IMPORTED_LOCATION "${${target}_LIBRARY}"
+        INTERFACE_INCLUDE_DIRECTORIES "${${target}_INCLUDE_DIR}")
+endfunction()
+
 # kt_keep_null_checks(<source>...): Destroy() tolerates a null object, which a compiler may otherwise assume away.
 function(kt_keep_null_checks)
     set_source_files_properties(${ARGN} TARGET_DIRECTORY ktappcore PROPERTIES

@@ -1,17 +1,14 @@
 #include "CoreFoundation/CFPropertyList.h"
 
-#include <unicode/utf16.h>
-#include <unicode/utf8.h>
-
 #include <algorithm>
 #include <climits>
 #include <cstdarg>
 #include <cstdio>
-#include <cstring>
+#include <cstdlib>
 
 #include "CoreFoundation/CFDictionary.h"
 #include "cfoldplist.h"
-#include "cfstringobject.h"
+#include "cfstringcodec.h"
 
 namespace {
 
@@ -33,51 +30,21 @@ bool IsXml(std::string_view aText)
     return StartsWith(aText, "<?") || StartsWith(aText, "<!") || StartsWith(aText, "<plist");
 }
 
-/// Goes over ASCII, which most of a text is, a word at a time.
-int32_t SkipAscii(UInt8 const* aBytes, int32_t aAt, int32_t aSize)
-{
-    UInt64 word = 0;
-    for (; aSize - aAt >= static_cast<int32_t>(sizeof word); aAt += static_cast<int32_t>(sizeof word)) {
-        std::memcpy(&word, aBytes + aAt, sizeof word);
-        if ((word & 0x8080808080808080U) != 0)
-            break;
-    }
-    return aAt;
-}
-
-/// Goes over the character at `aAt`. @return false when it is none.
-bool SkipCharacter(UInt8 const* aBytes, int32_t& aAt, int32_t aSize)
-{
-    UChar32 character = 0;
-    U8_NEXT(aBytes, aAt, aSize, character);
-    return character >= 0;
-}
-
-/// The first byte that is not UTF-8; the end when all are.
-char const* FindMalformed(std::string_view aText)
-{
-    UInt8 const* const bytes = reinterpret_cast<UInt8 const*>(aText.data());
-    const int32_t size = static_cast<int32_t>(aText.size());
-    int32_t start = SkipAscii(bytes, 0, size);
-    for (int32_t at = start; start < size && SkipCharacter(bytes, at, size); at = start)
-        start = SkipAscii(bytes, at, size);
-    return aText.data() + start;
-}
-
 cf::Owned<CFTypeRef> ReadUtf8(std::string_view aText, cf::PlistProblem& aProblem)
 {
-    char const* const malformed = FindMalformed(aText);
-    if (malformed == aText.data() + aText.size())
+    const cf::Decoder decoder(reinterpret_cast<UInt8 const*>(aText.data()), static_cast<CFIndex>(aText.size()),
+                              kCFStringEncodingUTF8, false);
+    if (decoder.IsAllowed())
         return cf::ReadOldPlist(aText, aProblem);
-    aProblem.Set(cf::LineOf(aText, malformed), "the text is not UTF-8");
+    aProblem.Set(cf::LineOf(aText, aText.data() + decoder.CountAllowed()), "the text is not UTF-8");
     return cf::Owned<CFTypeRef>();
 }
 
 /// UTF-16 turned into UTF-8, which is what is read.
 class Transcoded {
 public:
-    /// @param aBytes without the mark.
-    Transcoded(std::string_view aBytes, bool aIsBigEndian, cf::PlistProblem& aProblem);
+    /// @param aBytes with the mark.
+    Transcoded(std::string_view aBytes, cf::PlistProblem& aProblem);
     ~Transcoded()
     {
         std::free(mText);
@@ -87,57 +54,35 @@ public:
 
     std::string_view Get() const
     {
-        return {mText, mSize};
+        return {static_cast<char const*>(mText), static_cast<std::size_t>(mSize)};
     }
 
 private:
-    bool Append(std::string_view aBytes, std::size_t& aAt, bool aIsBigEndian);
-
-    char* mText;
-    std::size_t mSize;
+    void* mText;
+    CFIndex mSize;
 };
 
-UChar32 UnitAt(std::string_view aBytes, std::size_t aAt, bool aIsBigEndian)
+Transcoded::Transcoded(std::string_view aBytes, cf::PlistProblem& aProblem) : mText(nullptr), mSize(0)
 {
-    const int first = static_cast<UInt8>(aBytes[aAt]);
-    const int second = static_cast<UInt8>(aBytes[aAt + 1]);
-    return aIsBigEndian ? first * 256 + second : second * 256 + first;
-}
-
-Transcoded::Transcoded(std::string_view aBytes, bool aIsBigEndian, cf::PlistProblem& aProblem)
-    : mText(static_cast<char*>(std::malloc(aBytes.size() / 2 * 3 + 1))), mSize(0)
-{
-    if (mText == nullptr)
+    const CFIndex whole = static_cast<CFIndex>(aBytes.size()) / 2 * 2;
+    const cf::Owned<CFStringRef> text(CFStringCreateWithBytes(nullptr, reinterpret_cast<UInt8 const*>(aBytes.data()),
+                                                              whole, kCFStringEncodingUTF16, true));
+    const CFIndex length = CFStringGetLength(text.Get());
+    const CFIndex room = CFStringGetMaximumSizeForEncoding(length, kCFStringEncodingUTF8);
+    mText = text ? std::malloc(static_cast<std::size_t>(room) + 1) : nullptr;
+    if (mText == nullptr) {
         aProblem.SetNoMemory();
-    for (std::size_t at = 0; mText != nullptr && at < aBytes.size();) {
-        if (Append(aBytes, at, aIsBigEndian))
-            continue;
-        aProblem.Set(cf::LineOf(Get(), mText + mSize), "the text is not UTF-16");
         return;
     }
-}
-
-/// Appends the character at `aAt` and goes behind it. @return false when it is not a whole one.
-bool Transcoded::Append(std::string_view aBytes, std::size_t& aAt, bool aIsBigEndian)
-{
-    if (aBytes.size() - aAt < 2)
-        return false;
-    UChar32 character = UnitAt(aBytes, aAt, aIsBigEndian);
-    aAt += 2;
-    if (U16_IS_SURROGATE(character)) {
-        const UChar32 trail = aBytes.size() - aAt >= 2 ? UnitAt(aBytes, aAt, aIsBigEndian) : 0;
-        if (!U16_IS_SURROGATE_LEAD(character) || !U16_IS_TRAIL(trail))
-            return false;
-        character = U16_GET_SUPPLEMENTARY(character, trail);
-        aAt += 2;
-    }
-    U8_APPEND_UNSAFE(mText, mSize, character);
-    return true;
+    const CFIndex converted = CFStringGetBytes(text.Get(), CFRangeMake(0, length), kCFStringEncodingUTF8, 0, false,
+                                               static_cast<UInt8*>(mText), room, &mSize);
+    if (converted != length || whole != static_cast<CFIndex>(aBytes.size()))
+        aProblem.Set(cf::LineOf(Get(), Get().data() + mSize), "the text is not UTF-16");
 }
 
 cf::Owned<CFTypeRef> ReadUtf16(std::string_view aBytes, CFPropertyListFormat& aFormat, cf::PlistProblem& aProblem)
 {
-    const Transcoded text(aBytes.substr(kUtf16BigMark.size()), StartsWith(aBytes, kUtf16BigMark), aProblem);
+    const Transcoded text(aBytes, aProblem);
     if (aProblem.IsSet())
         return cf::Owned<CFTypeRef>();
     if (!IsXml(text.Get()))

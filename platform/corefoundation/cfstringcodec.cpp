@@ -414,31 +414,32 @@ CFIndex Decoder::Count() const
     }
 }
 
-bool Decoder::IsAllowed() const
+CFIndex Decoder::CountAllowed() const
 {
-    return Read([](UTF32Char) {});
+    UInt8 const* at = mBytes + mAscii;
+    UInt8 const* const end = mBytes + mCount;
+    WithReader(mEncoding, [&](auto aReader) {
+        while (at < end && aReader.Next(at, end) != kRefused)
+            if (IsByteEncoding(mEncoding))
+                at += CountAscii(at, end - at);
+        return true;
+    });
+    return at - mBytes;
 }
 
 bool Decoder::Write(UniChar*& aOut) const
 {
     Text(reinterpret_cast<char const*>(mBytes), mAscii).CopyUnits(aOut);
-    UniChar* out = aOut + mAscii;
-    const bool isAllowed = Read([&out](UTF32Char aPoint) { out = Put(out, aPoint); });
-    aOut = isAllowed ? out : aOut;
-    return isAllowed;
-}
-
-template <typename Function>
-bool Decoder::Read(Function aFunction) const
-{
-    return WithReader(mEncoding, [&](auto aReader) {
+    return WithReader(mEncoding, [this, &aOut](auto aReader) {
         UInt8 const* const end = mBytes + mCount;
+        UniChar* out = aOut + mAscii;
         for (UInt8 const* at = mBytes + mAscii; at < end;) {
             const UTF32Char point = aReader.Next(at, end);
             if (point == kRefused)
                 return false;
-            aFunction(point);
+            out = Put(out, point);
         }
+        aOut = out;
         return true;
     });
 }

@@ -21,8 +21,13 @@ public:
     {
         return Text(reinterpret_cast<char const*>(mBytes), mCount);
     }
+    /// The bytes in front of the first that the encoding does not allow.
+    CFIndex CountAllowed() const;
     /// Whether the encoding allows all of them.
-    bool IsAllowed() const;
+    bool IsAllowed() const
+    {
+        return CountAllowed() == mCount;
+    }
     /// The UTF-16 units that the bytes come to, if they are allowed; never fewer than Write() writes. -1 when they are
     /// not, as far as that shows without reading all of them.
     CFIndex Count() const;
@@ -32,9 +37,6 @@ public:
 
 private:
     void SkipMark(CFStringEncoding aEncoding);
-    /// Calls `aFunction` with each code point behind the ASCII in front. @return whether all were allowed.
-    template <typename Function>
-    bool Read(Function aFunction) const;
 
     UInt8 const* mBytes;
     CFIndex mCount;

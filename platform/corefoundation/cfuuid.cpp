@@ -6,26 +6,6 @@
 
 #include "cfstringobject.h"
 
-namespace {
-
-constexpr int kTextLength = 36;
-
-bool HasHyphenAt(int aIndex)
-{
-    return aIndex == 8 || aIndex == 13 || aIndex == 18 || aIndex == 23;
-}
-
-/// -1 for what is not a hexadecimal digit.
-int DigitOf(UniChar aUnit)
-{
-    if (aUnit >= '0' && aUnit <= '9')
-        return aUnit - '0';
-    const int letter = aUnit | 0x20;
-    return aUnit < 0x80 && letter >= 'a' && letter <= 'f' ? letter - 'a' + 10 : -1;
-}
-
-}  // namespace
-
 struct __CFUUID final : cf::Object {
     explicit __CFUUID(CFUUIDBytes const& aBytes) : Object(cf::kUuid), mBytes(aBytes)
     {
@@ -69,34 +49,19 @@ CFUUIDRef CFUUIDCreateFromUUIDBytes(CFAllocatorRef /*aAllocator*/, CFUUIDBytes a
 
 CFUUIDRef CFUUIDCreateFromString(CFAllocatorRef aAllocator, CFStringRef aText)
 {
-    const cf::Text text = cf::TextOf(aText);
-    if (text.mLength != kTextLength)
-        return nullptr;
+    char text[UUID_STR_LEN];
     CFUUIDBytes bytes = {};
-    int digits = 0;
-    for (int i = 0; i < kTextLength; ++i) {
-        if (HasHyphenAt(i) && text.At(i) == '-')
-            continue;
-        const int digit = HasHyphenAt(i) ? -1 : DigitOf(text.At(i));
-        if (digit < 0)
-            return nullptr;
-        UInt8& byte = reinterpret_cast<UInt8*>(&bytes)[digits++ / 2];
-        byte = static_cast<UInt8>(byte * 16 + digit);
-    }
-    return CFUUIDCreateFromUUIDBytes(aAllocator, bytes);
+    const bool isRead = CFStringGetCString(aText, text, sizeof text, kCFStringEncodingASCII) != 0 &&
+                        uuid_parse(text, reinterpret_cast<UInt8*>(&bytes)) == 0;
+    return isRead ? CFUUIDCreateFromUUIDBytes(aAllocator, bytes) : nullptr;
 }
 
 CFStringRef CFUUIDCreateString(CFAllocatorRef aAllocator, CFUUIDRef aUuid)
 {
+    char text[UUID_STR_LEN];
     if (aUuid == nullptr)
         return nullptr;
-    char text[kTextLength + 1] = "";
-    UInt8 const* const bytes = reinterpret_cast<UInt8 const*>(&aUuid->mBytes);
-    int digits = 0;
-    for (int i = 0; i < kTextLength; ++i) {
-        const int byte = bytes[digits / 2];
-        text[i] = HasHyphenAt(i) ? '-' : "0123456789ABCDEF"[digits++ % 2 == 0 ? byte / 16 : byte % 16];
-    }
+    uuid_unparse_upper(reinterpret_cast<UInt8 const*>(&aUuid->mBytes), text);
     return CFStringCreateWithCString(aAllocator, text, kCFStringEncodingASCII);
 }
 

