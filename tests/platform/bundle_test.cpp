@@ -15,6 +15,7 @@
 
 #include "cfheld.h"
 #include "support/allocation.h"
+#include "support/filefault.h"
 
 namespace {
 
@@ -27,6 +28,8 @@ int sOpens = 0;
 extern "C" {
 ssize_t read(int aDescriptor, void* aBuffer, std::size_t aSize)
 {
+    if (FileCallFails(FailNthCall::kRead))
+        return -1;
     if (!sReads.empty()) {
         const ssize_t plan = sReads.front();
         sReads.erase(sReads.begin());
@@ -43,7 +46,7 @@ int open(char const* aPath, int aFlags, ...)
 {
     ++sOpens;
     EXPECT_TRUE((aFlags & O_CLOEXEC) != 0) << aPath;
-    return static_cast<int>(syscall(SYS_openat, AT_FDCWD, aPath, aFlags, 0));
+    return FileCallFails(FailNthCall::kOpen) ? -1 : static_cast<int>(syscall(SYS_openat, AT_FDCWD, aPath, aFlags, 0));
 }
 }
 
