@@ -2,7 +2,7 @@
 
 # For the library, its platform libraries and the examples.
 build_packages=(g++ cmake ninja-build pkg-config libicu-dev libnspr4-dev libproc2-dev libssl-dev libxml2-dev
-    uuid-dev)
+    tzdata uuid-dev)
 # For the tests.
 test_packages=(libgtest-dev)
 # For the benchmarks and their peers.
