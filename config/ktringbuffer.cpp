@@ -54,7 +54,7 @@ using Block = std::unique_ptr<unsigned char, decltype(&ktFREE)>;
 
 ktError Fail(ktError aResult, char const* aText)
 {
-    ktLogWithComponent(kLogPriorityCritical, nullptr, aText);
+    ktLogWithComponent(kLogPriorityCritical, nullptr, "%s", aText);
     return aResult;
 }
 

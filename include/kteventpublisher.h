@@ -53,8 +53,8 @@ private:
 /// the log's where a queue logs that it refuses an event.
 ///
 /// The publisher owns neither queues nor handlers: both must stay until they are unsubscribed, and a handler until the
-/// events that were posted for it are handled or gone. Whoever publishes does not learn whether
-/// every queue took its event: a queue logs when it does not.
+/// events that were posted for it are handled or gone. Whoever publishes does not learn whether every queue took its
+/// event: a queue logs when it does not.
 class KT_EXPORT ktEventPublisher {
 public:
     /// What SimpleEventPublisher() expects as its context.

@@ -17,7 +17,7 @@
 KT_EXPORT int ktMkdir(const char* aPath, unsigned int aMode);
 
 /// Makes one directory, with mode 0766; its parent must exist, and it must not.
-/// @return 0; -1 when it could not be made, which is logged, and for null.
+/// @return 0; -1 when it could not be made, which is logged, for null, and without memory for NSPR to know the thread.
 KT_EXPORT int ktFileCreateDir(const char* aPath);
 
 /// Removes what is in a directory and in all directories below it. It removes regular files, and directories when it is

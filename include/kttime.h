@@ -52,11 +52,11 @@ KT_EXPORT ktError ktSetTimeZoneFile(char const* aZoneName);
 KT_EXPORT ktError ktSetEpoch(long long aSeconds, char const* aZoneName);
 
 /// Sets the zone, then the clock to a local time of that zone, even when the zone could not be set. What is beyond a
-/// field's range runs over into the next, up to 32767.
+/// field's range runs over into the next.
 /// @param aMonth 0 for January. @param aGmtOffset about how many seconds the zone is ahead of UTC: it tells the moment
 ///        whose true offset is used, so it matters only near a change of the zone's.
-/// @return 0; -1 when the clock cannot be set, as above, or a field is beyond 16 bits, and then it is not touched; else
-///         what ktSetTimeZoneFile() returned.
+/// @return 0; -1 when the clock cannot be set, as above, or year, month or day is beyond 16 bits, and then it is not
+///         touched; else what ktSetTimeZoneFile() returned.
 KT_EXPORT ktError ktSetTime(int aYear, int aMonth, int aDay, int aHour, int aMinute, int aSecond, char const* aZoneName,
                             int aGmtOffset);
 
@@ -125,13 +125,14 @@ KT_EXPORT char const* ktGetMonthString(int aMonth, unsigned int aFlags);
 /// @return "TODAY" for today, else an abbreviation, such as "MON"; "" for a number that is no weekday.
 KT_EXPORT char const* ktGetDayString(int aToday, int aDay);
 
-/// Reads a date and time: what `PR_ParseTimeString` takes, and "2015-06-01 10:00:00" with or without an offset such as
-/// "+0130" behind it, "2015-06-01T10:00" with or without seconds, "2015.06.01-10:00:00". What stands behind the last
-/// number is not looked at, except for the offset, which is to be like that. Days up to 31 are taken in every month.
+/// Reads a date and time: what `PR_ParseTimeString` takes, and "2015-06-01 10:00:00" with or without an offset behind
+/// it, such as "+0130", "UTC", "GMT" or "Z", "2015-06-01T10:00" with or without seconds, "2015.06.01-10:00:00". What
+/// stands behind the last number is not looked at, except for the offset, which is to be like that. Days up to 31 are
+/// taken in every month.
 ///
 /// A time without offset is local. In the forms given here it is read with the zone's offset of now, and one hour more
-/// in daylight-saving time: wrong by an hour or two where the calendar splits otherwise. In its own forms NSPR reads a
-/// time without seconds up to 48 seconds early.
+/// in daylight-saving time: wrong by the difference where the zone's own offset was another, or the calendar splits
+/// otherwise. In its own forms NSPR reads a time without seconds up to a few minutes off, by the character behind it.
 /// @return the time; 0 for null and for what is not understood, an offset of another form included.
 KT_EXPORT long long GetDateStringToUTC(char const* aText);
 
@@ -139,11 +140,13 @@ KT_EXPORT long long GetDateStringToUTC(char const* aText);
 
 /// The same time of day as many days later, or earlier. It is kept across a change when the zone has daylight-saving
 /// time this year, in whole hours, and the calendar splits as the law does; else it moves by the change, or by what the
-/// calendar takes for it. Where a change skips the time of day, the answer is as much earlier or later.
+/// calendar takes for it. Where a change skips the time of day, the answer is as much earlier going forward,
+/// and later going back.
 KT_EXPORT long long AdjustEpochOfGregorianDays(long long aTime, int aDays);
 
 /// The next time that the local clock shows a time of day: at or after `aTime` on a weekday, or for -1 on any day, and
-/// then strictly after. Days beyond Sunday begin again with Monday.
+/// then strictly after. Days beyond Sunday begin again with Monday, and
+/// others below -1 end with Sunday.
 ///
 /// A time that is skipped, as clocks are put forward, gives one of the first 15 minutes behind the gap: of the same day
 /// unless the gap ends it. Of a time that comes twice, only the first may be found. When the zone's own offset changes

@@ -46,6 +46,7 @@ bool HasDst(PRExplodedTime aDate, int aMonth)
     aDate.tm_month = aMonth;
     aDate.tm_mday = 2;
     aDate.tm_hour = 18;
+    aDate.tm_min = aDate.tm_sec = aDate.tm_usec = 0;
     return ktExplode(PR_ImplodeTime(&aDate), PR_LocalTimeParameters).tm_params.tp_dst_offset != 0;
 }
 
@@ -78,16 +79,13 @@ ktError ktSetTime(int aYear, int aMonth, int aDay, int aHour, int aMinute, int a
 {
     // A clock in the wrong zone is better than a wrong clock.
     const ktError zoneResult = ktSetTimeZoneFile(aZoneName);
-    if (!FitsFields({aYear, aMonth, aDay, aHour, aMinute, aSecond}))
+    if (!FitsFields({aYear, aMonth, aDay}))
         return kErrGeneric;
     PRExplodedTime local = {};
     local.tm_year = static_cast<PRInt16>(aYear);
     local.tm_month = aMonth;
     local.tm_mday = aDay;
-    local.tm_hour = aHour;
-    local.tm_min = aMinute;
-    local.tm_sec = aSecond;
-    const long long wallClock = ktWallClock(local);
+    const long long wallClock = ktWallClock(local) + aHour * 3600LL + aMinute * 60LL + aSecond;
     // About when that is tells the zone's true offset.
     const int offset = ktOffset(ktExplodeLocal(wallClock - aGmtOffset).tm_params);
     return SetClock(wallClock - offset) == kErrNone ? zoneResult : kErrGeneric;

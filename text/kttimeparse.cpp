@@ -49,9 +49,15 @@ long long WallClockOf(ScannedDate const& aDate)
     return ktWallClock(fields);
 }
 
+constexpr char const* kNamesOfUTC[] = {"UTC", "GMT", "Z"};
+
 /// Whoever writes "EST" or "+01:30" would get a wrong time without a word if it were passed over.
 bool ReadZone(char const* aZone, int& aOffset)
 {
+    for (char const* name : kNamesOfUTC) {
+        if (std::strcmp(aZone, name) == 0)
+            return true;
+    }
     if ((*aZone != '+' && *aZone != '-') || std::strspn(aZone + 1, "0123456789") != 4 || aZone[5] != '\0')
         return false;
     const auto number = [](char const* aDigits) { return (aDigits[0] - '0') * 10 + aDigits[1] - '0'; };

@@ -12,14 +12,8 @@
 
 #include "brackwater/copyfile.h"
 #include "kttime.h"
+#include "place.h"
 #include "support/output.h"
-
-/// Puts the process into a zone, and its clock to a time. One at a time.
-struct Place {
-    explicit Place(std::string const& aZone, long long aNow = 1700000000);
-    ~Place();
-    void SetNow(long long aNow);
-};
 
 namespace {
 
@@ -104,6 +98,7 @@ TEST(Time, ReadsTheClocks)
         sClock = CLOCK_BOOTTIME;
         EXPECT_EQ(ktGetUptimeInMicroseconds(), isReadable ? 12345678 : 0);
     }
+    EXPECT_EQ(ktConvertMicroSecondsToSeconds(-999999), 0);
     EXPECT_EQ(ktConvertSecondsToMicroSeconds(LLONG_MAX), LLONG_MAX - 775807);
 }
 
@@ -138,12 +133,17 @@ TEST(Time, SetsTheClock)
     EXPECT_EQ(ktSetTime(2024, 11, 32, 24, -60, 0, "x", -18000), 0);
     EXPECT_EQ(ktSetTime(2024, 2, 10, 3, 0, 0, "x", -18000), 0) << "the first moment of daylight-saving time";
     EXPECT_EQ(ktSetTime(2024, 2, 10, 1, 0, 0, nullptr, INT_MIN), -5);
+    EXPECT_EQ(ktSetTime(2024, 2, 10, 0, 0, 90000, "x", -18000), 0);
     EXPECT_TRUE(ktSetTime(40000, 0, 1, 0, 0, 0, "x", 0) == -1 && ktSetTime(2024, 0, INT_MIN, 0, 0, 0, "x", 0) == -1);
-    EXPECT_EQ(sTimesSet, "1735790400 1710054000 1710050400 ");
+    EXPECT_EQ(sTimesSet, "1735790400 1710054000 1710050400 1710133200 ");
 }
 
 TEST(Time, KnowsTheCalendar)
 {
+    for (long long minutes : {15, 45}) {
+        const Place place("AAA0BBB-1,J153/18:30,J300", kNoon + minutes * 60);
+        EXPECT_FALSE(IsDSTSupportedInCurrentTimeZone()) << "asked at 18:00, whatever the minute is now";
+    }
     EXPECT_TRUE(!ktIsLeapYear(1900) && ktIsLeapYear(2000) && ktIsLeapYear(2024) && !ktIsLeapYear(2023));
     const Place place(kBerlin, kNoon + 14 * kHour);
     EXPECT_EQ(ktGetDaysBetween(1735599600000000, 1735686000000000), 1) << "from the last day of a leap year";
@@ -167,6 +167,7 @@ TEST(Time, WritesTimesAndDates)
         return time + std::string("|") + date + "|" + std::to_string(length);
     };
     EXPECT_EQ(written(kNoon + 3605, 1 | 16 | 64), "13:00:05|2024.03.24|10");
+    EXPECT_EQ(written(kNoon - 14400, 1 | 16), "08:00:00|March 24|8");
     EXPECT_EQ(written(kNoon + 3605, 16 | 32 | 64), "1:00:05 PM|March 24, 2024|14");
     EXPECT_EQ(written(kNoon + 5, 2 | 8 | 16), "12 PM|MAR 24|6");
     EXPECT_EQ(written(kNoon - 42900, 2 | 8 | 32), "12:05 AM|MAR 24, 2024|12");
@@ -178,24 +179,30 @@ TEST(Time, WritesTimesAndDates)
     char text[9];
     EXPECT_EQ(ktGetFormattedTime(kNoon, 0, nullptr, 9, text, 9), 8U);
     EXPECT_EQ(ktGetFormattedTime(kNoon, 0, text, 9, nullptr, 9), 8U);
-    EXPECT_EQ(ktGetMonthString(0, 8) + std::string(ktGetMonthString(12, 0)) + ktGetMonthString(-1, 0), "JAN");
-    EXPECT_EQ(ktGetDayString(3, 3) + std::string(ktGetDayString(9, 6)) + ktGetDayString(3, 7), "TODAYSUN");
+    std::string names;
+    for (int i = -1; i <= 12; ++i)
+        names += ktGetMonthString(i, 8) + std::string(ktGetMonthString(i, 0)) + ktGetDayString(4, i);
+    EXPECT_EQ(names,
+              "JANJanuaryMONFEBFebruaryTUEMARMarchWEDAPRAprilTHUMAYMayTODAYJUNJuneSATJULJulySUNAUGAugustSEPSeptember"
+              "OCTOctoberNOVNovemberDECDecember");
 }
 
 TEST(Time, ReadsDates)
 {
     for (long long now : {1700000000, 1720000000}) {
         const Place place(kBerlin, now);
-        for (char const* text : {"2015-06-01 10:00:00", "2015-06-01T10:00", "2015-06-01T10:00:00 -0800",
-                                 " 2015.6.1-10:0:0", "2015-06-01 08:00:00 +0000", "2015-06-01 09:30:00 +0130",
-                                 "2015-05-31 22:30:00-0930", "1 Jun 2015 10:00:00", "Mon Jun 1 09:30:00 +0130 2015"})
+        for (char const* text :
+             {"2015-06-01 10:00:00", "2015-06-01T10:00", "2015-06-01T10:00:00 -0800", " 2015.6.1-10:0:0",
+              "2015-06-01 08:00:00 +0000", "2015-06-01 09:30:00 +0130", "2015-06-01 08:00:00 UTC",
+              "2015-05-31 22:30:00-0930", "1 Jun 2015 10:00:00", "Mon Jun 1 09:30:00 +0130 2015"})
             EXPECT_EQ(GetDateStringToUTC(text), 1433145600) << text;
         EXPECT_EQ(GetDateStringToUTC("2015-03-29 03:00:00") - GetDateStringToUTC("2015-03-29 01:59:59"), 1);
         EXPECT_EQ(GetDateStringToUTC("1969-12-31 23:59:59 +0000"), -1);
         EXPECT_EQ(GetDateStringToUTC("2015-02-31 10:00:00"), GetDateStringToUTC("2015-03-03 10:00:00"));
     }
-    for (char const* text : {"", "2015-06-01T10", "2015.06.01-10:00", "2015-13-01 10:00:00", "2015-06-32 10:00:00",
-                             "2015-06-01 24:00:00", "2015-06-01 10:60:00", "2015-06-01 10:00:60", "2015-06-01 -1:00:00",
+    for (char const* text : {"", "2015-06-01T10", "2015.06.01-10:00", "2015-13-01 10:00:00", "2015-00-01 10:00:00",
+                             "2015-06-00 10:00:00", "2015-06-01 10:-1:00", "2015-06-32 10:00:00", "2015-06-01 24:00:00",
+                             "2015-06-01 10:60:00", "2015-06-01 10:00:60", "2015-06-01 -1:00:00",
                              "40000-06-01 10:00:00", "2015-06-01 10:00:4294967296", "2015-06-01 10:00:00 EST",
                              "2015-06-01 10:00:00 +01:30", "2015-06-01 10:00:00 +013", "2015-06-01 10:00:00 +0130x"})
         EXPECT_EQ(GetDateStringToUTC(text), 0) << text;

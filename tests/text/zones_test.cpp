@@ -9,19 +9,14 @@
 
 #include "ktlog.h"
 #include "kttime.h"
+#include "place.h"
 #include "support/output.h"
-
-/// Of time_test.cpp: puts the process into a zone, and its clock to a time. One at a time.
-struct Place {
-    explicit Place(std::string const& aZone, long long aNow = 1700000000);
-    ~Place();
-    void SetNow(long long aNow);
-};
 
 namespace {
 
 constexpr char kDatabase[] = "/usr/share/zoneinfo";
 constexpr long long kDay = 86400;
+int sChanges = 0;  ///< that were checked
 
 tm FieldsOf(time_t aTime)
 {
@@ -57,6 +52,7 @@ struct Change {
             date.tm_mon = month;
             date.tm_mday = 2;
             date.tm_hour = 18;
+            date.tm_min = date.tm_sec = 0;
             date.tm_isdst = -1;
             mHasDst = mHasDst || Moment(mktime(&date)).mSaved != 0;
         }
@@ -134,6 +130,7 @@ void CheckZone(std::string const& aZone, long long aFrom)
             (Moment((first + last) / 2).IsLike(before) ? first : last) = (first + last) / 2;
         place.SetNow(last);
         Change(aZone, last).Check();
+        ++sChanges;
         before = Moment(last);
     }
 }
@@ -156,7 +153,7 @@ TEST_P(Zones, FollowTheRulesAtEveryChange)
         if (contents.compare(0, 4, "TZif") == 0 && seen.insert(contents).second && seen.size() % kShares == GetParam())
             CheckZone(zone, zone.rfind("Australia", 0) == 0 ? -2145916800 : 0);  // some since 1902
     }
-    EXPECT_GT(seen.size(), 300U);
+    EXPECT_GT(sChanges, 1000) << "or the C library finds no zones";
     ktSetLogPriority(kLogFileTypeGeneric, ktLogPriority{0});
 }
 

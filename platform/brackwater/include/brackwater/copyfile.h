@@ -10,7 +10,8 @@
 /// can leave behind is a file of that other name. A target that is a symbolic link is itself replaced: what it leads to
 /// is not touched, since that may be the master that others copy from. Copying a file onto itself does no harm. The
 /// owner, the times and extended attributes are not copied, nor is it noticed when somebody changes the source
-/// meanwhile.
+/// meanwhile. The target's folder must be readable, to be brought to the disk; without `aReplace` its file system must
+/// have hard links.
 /// @param aSource a link is followed. @param aReplace 0 leaves a target that exists alone, and fails.
 /// @return 1 when the target is the copy, on the disk; 0 when not, and then `errno` says why (EINVAL for a null path or
 ///         a source that is no file, EISDIR for a folder), the target is as it was, and nothing is left beside it. Only
