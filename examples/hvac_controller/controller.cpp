@@ -2,10 +2,22 @@
 
 #include <ktlog.h>
 
+#include <new>
+
 #include "events.h"
 
-Controller::Controller(SetPoints const& aSetPoints, Names const& aNames) : mNames(aNames), mThermostat(aSetPoints)
+Controller::Controller(Schedule const& aSchedule, History& aHistory) : mSchedule(aSchedule), mHistory(aHistory)
 {
+}
+
+ktError Controller::Init()
+{
+    return mChanges.Init("controller");
+}
+
+ktEventPublisher& Controller::Changes()
+{
+    return mChanges;
 }
 
 ktError Controller::HandleEvent(ktEvent const* aEvent)
@@ -13,16 +25,42 @@ ktError Controller::HandleEvent(ktEvent const* aEvent)
     if (aEvent->GetType() != kEventSample)
         return kErrNotHandled;
     Sample const& sample = static_cast<SampleEvent const*>(aEvent)->GetSample();
-    const Mode before = mThermostat.CurrentMode();
-    const Mode after = mThermostat.TakeSample(sample);
-    if (after != before)
-        ktLogWithComponent(kLogPriorityInfo, "hvac", "%s -> %s at %s %.1f C, %s %.1f C", mNames.Of(before),
-                           mNames.Of(after), mNames.Of(kIndoorSensor), sample.mIndoor, mNames.Of(kOutdoorSensor),
-                           sample.mOutdoor);
+    mHistory.Take(sample);
+    FollowSchedule(sample.mTime);
+    Decide(sample);
     return kErrNone;
 }
 
 Thermostat const& Controller::GetThermostat() const
 {
     return mThermostat;
+}
+
+void Controller::FollowSchedule(long long aTime)
+{
+    if (!mSchedule.Advance(aTime))
+        return;
+    mThermostat.Use(mSchedule.Current().mSetPoints);
+    Publish<ComfortEvent>(mSchedule.Current(), mSchedule.NextChange());
+}
+
+void Controller::Decide(Sample const& aSample)
+{
+    const Mode before = mThermostat.CurrentMode();
+    const Mode after = mThermostat.TakeSample(aSample);
+    if (after != before)
+        Publish<ModeEvent>(before, after, aSample);
+}
+
+template <typename Event, typename... Arguments>
+void Controller::Publish(Arguments const&... aArguments)
+{
+    Event* const event = new (std::nothrow) Event;
+    if (event == nullptr) {
+        ktLogWithComponent(kLogPriorityCritical, "hvac", "no memory to publish a change");
+        return;
+    }
+    const ktRefCountSharedPtr holder(event);
+    event->Init(aArguments...);
+    mChanges.Publish(event);
 }

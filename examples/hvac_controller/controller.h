@@ -2,16 +2,21 @@
 /// The handler that turns samples into decisions.
 #pragma once
 
-#include <ktevent.h>
+#include <kteventpublisher.h>
 
-#include "names.h"
+#include "history.h"
+#include "schedule.h"
 #include "thermostat.h"
 
-/// Handles sample events on the thread that drains the queue they were posted to, and logs each change of mode.
+/// Handles sample events on the thread that drains the queue they were posted to: keeps them, follows the schedule,
+/// decides, and publishes each change to whoever has subscribed.
 class Controller : public ktIEventHandler {
 public:
-    /// `aNames` must outlive it.
-    Controller(SetPoints const& aSetPoints, Names const& aNames);
+    Controller(Schedule const& aSchedule, History& aHistory);
+
+    /// @return 0, or why it cannot publish.
+    ktError Init();
+    ktEventPublisher& Changes();
 
     /// @return 0; -27 for an event that is no sample.
     ktError HandleEvent(ktEvent const* aEvent) override;
@@ -19,6 +24,13 @@ public:
     Thermostat const& GetThermostat() const;
 
 private:
-    Names const& mNames;
+    void FollowSchedule(long long aTime);
+    void Decide(Sample const& aSample);
+    template <typename Event, typename... Arguments>
+    void Publish(Arguments const&... aArguments);
+
+    Schedule mSchedule;
+    History& mHistory;
     Thermostat mThermostat;
+    ktEventPublisher mChanges;
 };

@@ -1,7 +1,8 @@
 #include "thermostat.h"
 
-Thermostat::Thermostat(SetPoints const& aSetPoints) : mSetPoints(aSetPoints)
+void Thermostat::Use(SetPoints const& aSetPoints)
 {
+    mSetPoints = aSetPoints;
 }
 
 Mode Thermostat::TakeSample(Sample const& aSample)

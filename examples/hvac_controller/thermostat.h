@@ -8,15 +8,16 @@ enum class Mode { kIdle, kHeating, kCooling };
 
 /// Temperatures in degrees Celsius.
 struct SetPoints {
-    double mHeatTo = 20.0;
-    double mCoolTo = 25.0;
-    double mHysteresis = 0.5;  ///< how far past a set point before equipment starts or stops
+    double mHeatTo = 0;
+    double mCoolTo = 0;
+    double mHysteresis = 0;  ///< how far past a set point before equipment starts or stops
 };
 
 /// Decides with hysteresis, and keeps account of what was decided.
 class Thermostat {
 public:
-    explicit Thermostat(SetPoints const& aSetPoints);
+    /// What the decisions are made by from now on.
+    void Use(SetPoints const& aSetPoints);
 
     /// Counts the time since the last sample for the mode that was in force, then decides anew. @return the new mode.
     Mode TakeSample(Sample const& aSample);

@@ -1,12 +1,13 @@
 #include "trace.h"
 
-#include <cctype>
 #include <cerrno>
 #include <charconv>
 #include <cstdio>
 #include <cstring>
 #include <ctime>
 #include <memory>
+
+#include "printable.h"
 
 namespace {
 
@@ -21,16 +22,6 @@ struct FileCloser {
         std::fclose(aFile);
     }
 };
-
-/// A text without what would break a line or speak to a terminal.
-std::string Printable(std::string aText)
-{
-    for (char& character : aText) {
-        if (std::iscntrl(static_cast<unsigned char>(character)) != 0)
-            character = '?';
-    }
-    return aText;
-}
 
 /// A field as it can be shown in a message.
 std::string Quoted(std::string const& aField)
