@@ -5,7 +5,6 @@
 #include <libxml/parser.h>
 #include <libxml/threads.h>
 #include <libxml/tree.h>
-#include <locale.h>  // NOLINT(modernize-deprecated-headers): locale_t is in no other
 #include <prmem.h>
 
 #include <algorithm>
@@ -17,6 +16,7 @@
 
 #include "ktarray.h"
 #include "ktbase64.h"
+#include "ktconfigcore.h"
 #include "kthash.h"
 #include "ktlog.h"
 #include "ktmemory.h"
@@ -26,14 +26,12 @@
 namespace {
 
 constexpr char kComponent[] = "ktconfig";
-constexpr std::size_t kMaxValue = 2047;     ///< bytes that are kept
 constexpr std::size_t kMaxExpanded = 4100;  ///< bytes of UTF-8 that make a value of any length: two each, and one more
 constexpr int kMaxNesting = 40;             ///< of entities; libxml2 refuses more
 constexpr int kMaxSteps = 5000000;          ///< through entities in all of a file; there may be nothing in them
 constexpr std::size_t kShortText = 512;
 constexpr unsigned short kDecodeFailure = 0xFFFF;
 
-using Block = std::unique_ptr<char, decltype(&ktFREE)>;
 using Document = std::unique_ptr<xmlDoc, decltype(&xmlFreeDoc)>;
 
 /// Logs at critical priority. @return the result that it is given.
@@ -103,7 +101,7 @@ public:
     }
 
 private:
-    Block mBlock;
+    ktOwnedText mBlock;
     char* mText;
     char mShort[kShortText];
 };
@@ -214,7 +212,7 @@ struct TextRoom {
     int mSteps;  ///< that were made through entities
     char mKey[kMaxExpanded + 1];
     char mValue[kMaxExpanded + 1];
-    char mLatin1[kMaxValue + 1];
+    char mLatin1[kMaxConfigValue + 1];
 };
 
 /// Writes the text of nodes with references to entities as far as there is room, and patience. libxml2 has neither
@@ -262,11 +260,11 @@ char const* ValueOf(xmlAttr const& aAttribute, TextRoom& aRoom)
 {
     char const* const text = TextOf(aAttribute, aRoom.mValue, aRoom.mSteps);
     std::size_t length = 0;
-    while (length <= kMaxValue && IsAscii(text[length]))
+    while (length <= kMaxConfigValue && IsAscii(text[length]))
         ++length;
-    if (length <= kMaxValue && text[length] == '\0')
+    if (length <= kMaxConfigValue && text[length] == '\0')
         return text;
-    const int written = ToLatin1(text, strnlen(text, kMaxExpanded), aRoom.mLatin1, kMaxValue);
+    const int written = ToLatin1(text, strnlen(text, kMaxExpanded), aRoom.mLatin1, kMaxConfigValue);
     aRoom.mLatin1[std::max(written, 0)] = '\0';
     return aRoom.mLatin1;
 }
@@ -401,7 +399,7 @@ ktError ktConfig::AddConfig(char const* aPath)
     char* text = nullptr;
     int size = 0;
     const ktError result = ReadFile(aPath, text, size);
-    const Block owned(text, &ktFREE);
+    const ktOwnedText owned(text, &ktFREE);
     return result == kErrNone ? AddDocument(text, size, aPath) : result;
 }
 
@@ -468,9 +466,8 @@ ktError ktConfig::GetUInt64Value(char const* aKey, unsigned long long& aOut) con
 
 float ktConfig::GetFloatValue(char const* aKey) const
 {
-    static const locale_t sLocale = newlocale(LC_ALL_MASK, "C", nullptr);
     char const* const text = GetValue(aKey);
-    return text != nullptr ? static_cast<float>(strtod_l(text, nullptr, sLocale)) : 0.0F;
+    return text != nullptr ? static_cast<float>(strtod_l(text, nullptr, ktPlainLocale())) : 0.0F;
 }
 
 long long ktConfig::GetTimeValue(char const* aKey) const

@@ -1,10 +1,10 @@
 #include "ktsettings.h"
 
 #include <libgen.h>
-#include <locale.h>  // NOLINT(modernize-deprecated-headers): locale_t is in no other
 #include <plstr.h>
 #include <prio.h>
 #include <prprf.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -17,6 +17,7 @@
 #include <string_view>
 
 #include "ktbase64.h"
+#include "ktconfigcore.h"
 #include "ktlog.h"
 #include "ktmemory.h"
 #include "ktnspr.h"
@@ -29,7 +30,6 @@ constexpr std::size_t kBlockSize = 32768;
 constexpr int kLinesPerBlock = 512;
 constexpr int kNumberSize = 32;
 
-using Block = std::unique_ptr<char, decltype(&ktFREE)>;
 using Path = std::unique_ptr<char, decltype(&PR_smprintf_free)>;
 
 /// Logs at critical priority. @return the result that it is given.
@@ -258,29 +258,61 @@ ktError WriteTemp(char const* aTemp, char const* aPath, PLHashTable* aStore)
     return result;
 }
 
-/// Gives a file a second name, which other files lose, or where there are no links another one.
-/// @return whether it has it; else `errno` says why not.
-bool KeepAs(char const* aPath, char const* aName)
+bool CannotLink(int aReason)
 {
-    if (link(aPath, aName) == 0)
-        return true;
-    if (errno == EEXIST && (unlink(aName), link(aPath, aName) == 0))
-        return true;
-    return errno != ENOENT && std::rename(aPath, aName) == 0;
+    return aReason == EPERM || aReason == EOPNOTSUPP || aReason == ENOSYS || aReason == EMLINK;
 }
 
-/// Keeps the file that could not be read whole. It stays under its own name too until it is replaced.
-ktError KeepOldFile(char const* aPath)
+bool IsFolder(char const* aPath)
 {
-    const Path name(PR_smprintf("%s.bad", aPath), &PR_smprintf_free);
-    if (!name)
+    struct stat status = {};
+    return lstat(aPath, &status) == 0 && S_ISDIR(status.st_mode);
+}
+
+/// The file that could not be read whole, under a name of its own before another one takes its place.
+class OldFile {
+public:
+    /// @return 0, also when there is no file to keep; -2 or -103 when it cannot be kept, which is logged.
+    ktError Keep(char const* aPath);
+    /// Where the file could only be moved, there is none under its name now, and no other has come.
+    void PutBack(char const* aPath) const
+    {
+        if (mIsMoved)
+            std::rename(mName.get(), aPath);
+    }
+
+private:
+    bool TakeName(char const* aPath);
+
+    Path mName{nullptr, &PR_smprintf_free};
+    bool mIsMoved = false;
+};
+
+ktError OldFile::Keep(char const* aPath)
+{
+    mName.reset(PR_smprintf("%s.bad", aPath));
+    if (!mName)
         return Report(kErrNoMemory, "settings: failed to allocate the path of a file");
-    if (KeepAs(aPath, name.get()))
-        return Report(kErrNone, "settings: kept file (%s), which could not be read whole, as (%s)", aPath, name.get());
+    if (IsFolder(aPath))  // is no settings file; renaming will say so
+        return kErrNone;
+    if (TakeName(aPath))
+        return Report(kErrNone, "settings: kept file (%s), which could not be read whole, as (%s)", aPath, mName.get());
     const int reason = errno;
     if (reason == ENOENT)  // there is nothing to keep
         return kErrNone;
     return Report(kErrWrite, "settings: failed to keep file (%s), %s (%d)", aPath, std::strerror(reason), reason);
+}
+
+/// Gives the file a second name, which an older one loses, or where there are no links another one.
+/// @return whether it has it; else `errno` says why not.
+bool OldFile::TakeName(char const* aPath)
+{
+    if (link(aPath, mName.get()) == 0)
+        return true;
+    if (errno == EEXIST && (unlink(mName.get()), link(aPath, mName.get()) == 0))
+        return true;
+    mIsMoved = CannotLink(errno) && std::rename(aPath, mName.get()) == 0;
+    return mIsMoved;
 }
 
 ktError Rename(char const* aTemp, char const* aPath)
@@ -294,10 +326,8 @@ ktError Rename(char const* aTemp, char const* aPath)
 /// For its life numbers have periods on this thread: NSPR's formatter asks the C library's, which has a locale.
 class PlainNumbers {
 public:
-    PlainNumbers()
+    PlainNumbers() : mOld(uselocale(ktPlainLocale()))
     {
-        static const locale_t sLocale = newlocale(LC_ALL_MASK, "C", nullptr);
-        mOld = uselocale(sLocale);
     }
     ~PlainNumbers()
     {
@@ -356,6 +386,9 @@ ktError ktSettings::Init(char const* aPath)
         mLock = PR_NewLock();
     if (mLock == nullptr)
         return Report(kErrRefused, "settings: failed to NewLock");
+    mIsDirty = 0;
+    mKeepsOld = 0;
+    ktDestroyHandle(mStore, PL_HashTableDestroy);  // nothing can be set for a file that has no name
     ktError result = mFileName.Copy(aPath);
     if (result != kErrNone)
         return Report(result, "settings: failed to keep the file name (%s)", aPath);
@@ -364,7 +397,7 @@ ktError ktSettings::Init(char const* aPath)
     int size = 0;
     if (result == kErrNone)
         result = ReadFile(aPath, text, size);
-    const Block owned(text, &ktFREE);
+    const ktOwnedText owned(text, &ktFREE);
     if (result == kErrNone)
         result = ReadText(text, size, aPath);
     mKeepsOld = result != kErrNone;
@@ -480,7 +513,7 @@ ktError ktSettings::SetValue(char const* aKey, char const* aData, unsigned int a
 {
     if (aLength > kMaxBlob || (aData == nullptr && aLength != 0))
         return kErrBadValue;
-    const Block text(static_cast<char*>(ktMALLOC((aLength + 3) * 4 / 3 + 1)), &ktFREE);
+    const ktOwnedText text(static_cast<char*>(ktMALLOC((aLength + 3) * 4 / 3 + 1)), &ktFREE);
     if (!text)
         return kErrNoMemory;
     const unsigned short length =
@@ -528,6 +561,7 @@ ktError ktSettings::ReadText(char* aText, int aSize, char const* aPath)
         return AddDocument(aText, aSize, aPath);
     while (check.Next())
         continue;
+    const int line = check.GetDamagedLine();  // before reading turns escapes into line ends
     ktError result = check.CountDamages() == 0 ? kErrParse : AddDocument(aText, aSize, aPath);
     if (result != kErrParse)
         return result;
@@ -544,7 +578,7 @@ ktError ktSettings::ReadText(char* aText, int aSize, char const* aPath)
         return kErrNone;
     }
     return Report(kErrParse, "settings: kept %d whole entries of file (%s), damages: %d, the first in line %d",
-                  reader.CountEntries(), aPath, reader.CountDamages(), check.GetDamagedLine());
+                  reader.CountEntries(), aPath, reader.CountDamages(), line);
 }
 
 /// Replaces the file by the store. Under the lock.
@@ -555,12 +589,15 @@ ktError ktSettings::Replace()
     if (!temp)
         return Report(kErrNoMemory, "settings: failed to allocate the path of a file");
     ktError result = WriteTemp(temp.get(), path, mStore);
+    OldFile old;
     if (result == kErrNone && mKeepsOld != 0)
-        result = KeepOldFile(path);
+        result = old.Keep(path);
     if (result == kErrNone)
         result = Rename(temp.get(), path);
-    if (result != kErrNone)
+    if (result != kErrNone) {
+        old.PutBack(path);
         return result;
+    }
     mKeepsOld = 0;
     return MakeDurable(temp.get(), path);
 }

@@ -3,9 +3,11 @@
 #include <algorithm>
 #include <charconv>
 
+#include "ktconfigcore.h"
+
 namespace {
 
-constexpr std::size_t kMaxValue = 2047;
+constexpr std::string_view kTagEnd = kSettingsClosing.substr(0, 3);  // without the line end
 
 bool BeginsWith(std::string_view aText, std::string_view aBeginning)
 {
@@ -45,6 +47,14 @@ bool IsValue(std::string_view aText)
     return true;
 }
 
+/// Whether a key looks like the end of one entry and the start of the next, which others may write on one line.
+bool IsTwoEntries(std::string_view aKey)
+{
+    const std::size_t divider = aKey.find(kSettingsDivider);
+    const std::size_t end = aKey.find(kTagEnd, divider);
+    return end != std::string_view::npos && aKey.find(" key=", end) != std::string_view::npos;
+}
+
 }  // namespace
 
 ktSettingsReader::ktSettingsReader(char* aText, int aSize)
@@ -81,7 +91,7 @@ void ktSettingsReader::Terminate()
 {
     std::string_view rest(mValue, mValueLength);
     std::size_t length = 0;
-    while (!rest.empty() && length < kMaxValue)
+    while (!rest.empty() && length < kMaxConfigValue)
         mValue[length++] = static_cast<char>(TakeByte(rest));
     mValue[length] = '\0';
     mKey[mKeyLength] = '\0';
@@ -109,7 +119,7 @@ int ktSettingsReader::CountDamages() const
 
 int ktSettingsReader::GetDamagedLine() const
 {
-    return static_cast<int>(std::count(mText.data(), mDamage, '\n')) + 1;
+    return mDamage != nullptr ? static_cast<int>(std::count(mText.data(), mDamage, '\n')) + 1 : 0;
 }
 
 /// Takes everything up to the next line that begins an entry: whatever is damaged before, that line is where reading
@@ -124,33 +134,44 @@ std::string_view ktSettingsReader::TakePart()
     return part;
 }
 
-/// Finds the entry that a part begins with. The first closing that makes one ends it; a key may have others in it.
+/// Finds the entry that a part begins with. The first closing that makes one ends it; a key may have others in it. A
+/// line end that is damaged costs neither the entry in front of it nor the one behind.
 bool ktSettingsReader::FindEntry(std::string_view aPart)
 {
     if (!BeginsWith(aPart, kSettingsOpening))
         return false;
     const std::string_view text = aPart.substr(kSettingsOpening.size());
-    for (std::size_t end = text.find(kSettingsClosing); end != std::string_view::npos;
-         end = text.find(kSettingsClosing, end + 1)) {
-        const std::string_view body = text.substr(0, end);
-        const std::size_t valueAt = body.rfind('"') + 1;
-        if (!EndsWith(body.substr(0, valueAt), kSettingsDivider) || !IsValue(body.substr(valueAt)))
+    for (std::size_t end = text.find(kTagEnd); end != std::string_view::npos; end = text.find(kTagEnd, end + 1)) {
+        std::string_view behind = text.substr(end + kTagEnd.size());
+        const bool isWhole = BeginsWith(behind, "\n");
+        behind.remove_prefix(std::min<std::size_t>(behind.size(), 1));
+        const bool isFollowed = BeginsWith(behind, kSettingsOpening) || (behind.empty() && mRest.empty() && mHasFooter);
+        if ((!isWhole && !isFollowed) || !TakeEntry(text.substr(0, end)))
             continue;
-        const std::string_view key = body.substr(0, valueAt - kSettingsDivider.size());
-        if (key.find('\0') != std::string_view::npos)
-            return false;
-        char* const begin = const_cast<char*>(key.data());  // which the constructor was given
-        mKey = begin;
-        mKeyLength = key.size();
-        mValue = begin + valueAt;
-        mValueLength = end - valueAt;
-        ++mEntries;
-        char const* const behind = text.data() + end + kSettingsClosing.size();
-        if (behind != aPart.data() + aPart.size())
-            NoteDamage(behind);
+        if (!isWhole)
+            mRest = std::string_view(behind.data(), behind.size() + mRest.size());
+        if (!isWhole || !behind.empty())
+            NoteDamage(behind.data() - (isWhole ? 0 : 1));
         return true;
     }
     return false;
+}
+
+/// Takes what is between an opening and a closing as an entry, if it is one.
+bool ktSettingsReader::TakeEntry(std::string_view aBody)
+{
+    const std::size_t valueAt = aBody.rfind('"') + 1;
+    if (!EndsWith(aBody.substr(0, valueAt), kSettingsDivider) || !IsValue(aBody.substr(valueAt)))
+        return false;
+    const std::string_view key = aBody.substr(0, valueAt - kSettingsDivider.size());
+    if (key.find('\0') != std::string_view::npos || IsTwoEntries(key))
+        return false;
+    mKey = const_cast<char*>(key.data());  // which the constructor was given
+    mKeyLength = key.size();
+    mValue = mKey + valueAt;
+    mValueLength = aBody.size() - valueAt;
+    ++mEntries;
+    return true;
 }
 
 void ktSettingsReader::NoteDamage(char const* aPlace)

@@ -34,12 +34,13 @@ public:
     int CountEntries() const;
     /// How many places are damaged; a missing footer is one.
     int CountDamages() const;
-    /// The line of the first of them, from 1.
+    /// The line of the first of them, from 1; 0 without any.
     int GetDamagedLine() const;
 
 private:
     std::string_view TakePart();
     bool FindEntry(std::string_view aPart);
+    bool TakeEntry(std::string_view aBody);
     void NoteDamage(char const* aPlace);
 
     std::string_view mText;

@@ -54,7 +54,8 @@ bool IsAmbiguous(std::string const& aKey)
 {
     const std::size_t divider = aKey.find("\" value=\"");
     return (aKey + '"').find("\n  <s key=\"") != std::string::npos ||
-           (divider != std::string::npos && aKey.find("\"/>\n", divider) != std::string::npos);
+           (divider != std::string::npos && (aKey.find("\"/>\n", divider) != std::string::npos ||
+                                             aKey.find(" key=", aKey.find("\"/>", divider)) != std::string::npos));
 }
 
 /// Writes the settings and compares what is read with what they have.

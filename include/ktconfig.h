@@ -52,8 +52,8 @@ public:
     /// value is cut behind 2,047 bytes, and empty when it has a character outside of ISO Latin-1. Blocks for the file
     /// system, and for as long as it takes to open what is no plain file.
     /// @return 0; -100 when the file cannot be opened, -107 when nothing is known about it; -2 when it cannot be read
-    ///         whole (yes, that too), when there is no memory and before Init(); -8 when it is not XML; -7 when it has
-    ///         no element.
+    ///         whole (yes, that too), when there is no memory and before Init(); -8 when it is not XML, or
+    ///         libxml2 finds no memory; -7 when it has no element.
     ktError AddConfig(char const* aPath);
     /// Adds what an element, what is below it, and the siblings behind it have.
     /// @return 0, also for null; -2 when an entry cannot be added, which ends it.

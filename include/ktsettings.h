@@ -23,12 +23,15 @@ KT_EXPORT void escape_value(char const* aIn, char* aOut, int aOutSize);
 /// not repeated here takes no lock, and is for the owner while nobody else sets.
 ///
 /// A power cut at any moment leaves the old file or the new one. A file that was there but could not be read whole is
-/// never lost: the first write that replaces it keeps it under its name with ".bad" behind it. Where the file system
-/// has no hard links that is a move, and for the moment between the two there is no file under the name itself.
+/// never lost: the first write that replaces it keeps it under its name with ".bad" behind it. Where no hard link can
+/// be made that is a move, and for the moment between the two there is no file under the name itself. The folder must
+/// be the program's own: whatever has the file's name with ".tmp" behind it is written over.
 ///
 /// What was written is read back, whatever bytes are in keys and values, but for values of more than 2,047 bytes, which
-/// reading cuts, and for two kinds of keys that look like entries: with a line that begins with `  <s key=`, or with
-/// `" value="` and later `"/>` at the end of a line. It does not merge what two processes write to one file.
+/// reading cuts, and for keys that look like entries: with a line that begins with `  <s key=`, or with `" value="` and
+/// later `"/>` and then the end of a line or ` key=`. A file that has this form in every line is read in it and not as
+/// XML, so that a key is what stands between the quotes, entities and all. It does not merge what two processes write
+/// to one file.
 class KT_EXPORT ktSettings : public ktConfig {
 public:
     /// Empty and writable; before Init() every key is absent and nothing can be set.
@@ -41,8 +44,8 @@ public:
     /// was damaged, and the log says how many entries that is. Blocks for the file system.
     /// @return as ktConfig::AddConfig(), which also tells what is logged: -100 when there is no file, and then the store
     ///         is empty and usable; -8 also for a damaged file, whose whole entries are in the store. Besides: -7 when
-    ///         no lock can be had; -2 when there is no memory for the path, or it is not UTF-8. Both are logged, the store
-    ///         is as it was before, and Write() does nothing.
+    ///         no lock can be had; -2 when there is no memory for the path, or it is not UTF-8. Both are logged, and then
+    ///         nothing can be set. A path that is null or empty gives -100, and a store that is never written.
     virtual ktError Init(char const* aPath);
     /// Called on the setting thread, without the lock, after each SetValue() and RemoveKey(), failed or not. Does
     /// nothing itself.
@@ -81,7 +84,7 @@ public:
     ktError SetValue(char const* aKey, float aValue);
     /// As 1 or 0.
     ktError SetValue(char const* aKey, ktBOOL aValue);
-    /// As base64.
+    /// As base64. Of more than 1,535 bytes only so many are read back by another Init().
     /// @return 0, also when the text could not be stored; -5 for more than 5,120 bytes and for null data; -2 when there
     ///         is no memory to encode them. On these two nothing changes.
     ktError SetValue(char const* aKey, char const* aData, unsigned int aLength);

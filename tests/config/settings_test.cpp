@@ -153,9 +153,14 @@ TEST_F(Settings, ReadsWhatOthersWroteAsXmlAndOfWhatIsDamagedEveryWholeEntry)
         {one + "<x key=\"b\" value=\"2\"/>\n" + kFooter, "a=1,b=2,", ""},
         {one + "  <s value=\"2\" key=\"b\"/>\n" + Line("c", "&#x32;") + kFooter, "a=1,b=2,c=2,", ""},
         {one + Line("b", "\t") + kFooter, "a=1,b= ,", ""},
+        {kHeader + "  <s key=\"a\" value=\"1\"/><s key=\"b\" value=\"2\"/>\n" + kFooter, "a=1,b=2,", ""},
+        {one + "x" + b + kFooter, "a=1,b=2,", ""},
         {kHeader, "", "damages: 1, the first in line 3"},
         {kHeader + a + b, "a=<,b=2,", "damages: 1, the first in line 5"},
         {kHeader + a + b.substr(0, 20), "a=<,", "damages: 2, the first in line 4"},
+        {kHeader + a.substr(0, a.size() - 1) + "x" + b.substr(0, b.size() - 1) + "x" + kFooter, "a=<,b=2,",
+         "damages: 2, the first in line 3"},
+        {kHeader + Line("a", "&#10;<") + "x\n" + kFooter, "a=\n<,", "damages: 1, the first in line 4"},
         {kHeader + a + "</sett", "a=<,", "damages: 2, the first in line 4"},
         {kHeader + a.substr(0, 15) + "\n" + b + kFooter, "b=2,", "damages: 1, the first in line 3"},
         {kHeader + a + zeros + "\n" + b + kFooter, "a=<,b=2,", "damages: 1, the first in line 4"},
@@ -181,17 +186,25 @@ TEST_F(Settings, KeepsTheFileThatItCouldNotRead)
             Call fail(Call::kRename, 1, Call::kFromThenOn);
             EXPECT_TRUE(mSettings.Write() == -103 && File() == old);
         }
-        Call fail(Call::kLink, round == 3 ? 1 : 9, Call::kFromThenOn);
+        Call fail(Call::kLink, round == 3 ? 1 : 9, Call::kFromThenOn, EPERM);
         EXPECT_TRUE(mSettings.Write() == 0 && Contents(bad) == old);
         EXPECT_TRUE(Logged("kept file (" + mPath + "), which could not be read whole, as (" + bad + ")"));
         EXPECT_TRUE(mSettings.SetValue("b", 2) + mSettings.Write() == 0 && Contents(bad) == old);
         EXPECT_EQ(Read(), "a=<,b=2,");
     }
+    EXPECT_EQ(Init(damaged) + mSettings.SetValue("b", 1), -8);
+    {
+        Call fail(Call::kLink, 1, Call::kFromThenOn, EPERM), another(Call::kRename, 2);
+        EXPECT_TRUE(mSettings.Write() == -103 && File() == damaged) << "moved, and put back";
+    }
     std::filesystem::remove(bad);
     std::filesystem::create_directory(bad);
     EXPECT_EQ(Init(damaged) + mSettings.SetValue("b", 1), -8);
     EXPECT_TRUE(mSettings.Write() == -103 && File() == damaged) << "what cannot be kept is not replaced";
-    EXPECT_TRUE(Logged("failed to keep file (" + mPath + "), Is a directory (21)")) << mTap.mText;
+    EXPECT_TRUE(Logged("failed to keep file (" + mPath + "), File exists (17)")) << mTap.mText;
+    std::filesystem::remove(mPath);
+    std::filesystem::create_directory(mPath);
+    EXPECT_TRUE(mSettings.Write() == -103 && Logged("failed to rename (" + mTemp + "), Is a directory (21)"));
     std::filesystem::remove(mPath);
     EXPECT_TRUE(mSettings.Write() == 0 && std::filesystem::is_empty(bad)) << "there is nothing to keep any more";
 }
@@ -299,7 +312,8 @@ TEST_F(Settings, ChangesWhatItIsAskedTo)
     EXPECT_TRUE(settings->RemoveKey("c") + settings->Write() == 0 && Read() == "a=7,c=2x,") << "no change";
     EXPECT_EQ(settings->mCalls, "a 1 gone, a - gone, a 7 there, b - gone, c 2x there, c - gone, ");
     EXPECT_TRUE(settings->SetValue("d", true) + settings->Destroy() == 0 && Read() == "a=7,d=1,");
-    EXPECT_LT(mSettings.Init("\xe9"), 0) << "a name that is not UTF-8 could not be written to";
+    EXPECT_LT(Init(kHeader + kFooter) + mSettings.Init("\xe9"), 0)
+        << "a name that is not UTF-8 could not be written to";
     EXPECT_EQ(mSettings.SetValue("a", 1) + mSettings.Write(), -9);
 }
 

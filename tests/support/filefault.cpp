@@ -11,11 +11,13 @@
 
 namespace {
 
-thread_local FailNthCall::Function tFunction = FailNthCall::kOpen;
-thread_local int tUntilFailure = 0;  // calls up to the one that fails; 0: none does
-thread_local bool tIsLasting = false;
-thread_local bool tFired = false;
-thread_local int tErrno = 0;
+struct Fault {
+    int mUntilFailure;  ///< calls up to the one that fails; 0: none does
+    bool mIsLasting;
+    bool mFired;
+    int mErrno;
+};
+thread_local Fault tFaults[FailNthCall::kUnlink + 1] = {};
 
 template <typename Function>
 Function Next(Function /*aSame*/, char const* aName)
@@ -25,35 +27,30 @@ Function Next(Function /*aSame*/, char const* aName)
 
 }  // namespace
 
-FailNthCall::FailNthCall(Function aFunction, int aNth, Extent aExtent, int aErrno)
+FailNthCall::FailNthCall(Function aFunction, int aNth, Extent aExtent, int aErrno) : mFunction(aFunction)
 {
-    tFunction = aFunction;
-    tIsLasting = aExtent == kFromThenOn;
-    tErrno = aErrno;
-    tFired = false;
-    tUntilFailure = aNth;
+    tFaults[mFunction] = {aNth, aExtent == kFromThenOn, false, aErrno};
 }
 
-FailNthCall::~FailNthCall() { tUntilFailure = 0; }
+FailNthCall::~FailNthCall() { tFaults[mFunction].mUntilFailure = 0; }
 
 bool FailNthCall::Fired()
 {
-    tUntilFailure = 0;
-    return tFired;
+    tFaults[mFunction].mUntilFailure = 0;
+    return tFaults[mFunction].mFired;
 }
 
 bool FileCallFails(FailNthCall::Function aFunction)
 {
-    if (tUntilFailure == 0 || tFunction != aFunction)
-        return false;
-    if (tUntilFailure > 1) {
-        --tUntilFailure;
+    Fault& fault = tFaults[aFunction];
+    if (fault.mUntilFailure != 1) {
+        fault.mUntilFailure -= fault.mUntilFailure != 0 ? 1 : 0;
         return false;
     }
-    tFired = true;
-    if (!tIsLasting)
-        tUntilFailure = 0;
-    errno = tErrno;
+    fault.mFired = true;
+    if (!fault.mIsLasting)
+        fault.mUntilFailure = 0;
+    errno = fault.mErrno;
     return true;
 }
 

@@ -3,7 +3,7 @@
 #pragma once
 
 /// Fails the Nth call of one function that the calling thread makes until Fired() is asked, whoever makes it: it alone,
-/// or all from it on. A `close` that fails has closed all the same; the others have done nothing.
+/// or all from it on. Several functions may fail at a time, each once. A `close` that fails has closed all the same; the others have done nothing.
 class FailNthCall {
 public:
     enum Function { kOpen, kRead, kWrite, kFsync, kClose, kRename, kLink, kUnlink };
@@ -12,6 +12,9 @@ public:
     ~FailNthCall();
     /// Stops it. @return whether there was an Nth.
     bool Fired();
+
+private:
+    Function mFunction;
 };
 
 /// For those that stand in front of one of these functions: whether this call is to fail; then `errno` says why.
