@@ -13,6 +13,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <memory>
+#include <string_view>
 
 #include "ktarray.h"
 #include "ktbase64.h"
@@ -28,6 +29,7 @@ namespace {
 constexpr char kComponent[] = "ktconfig";
 constexpr std::size_t kMaxExpanded = 4100;  ///< bytes of UTF-8 that make a value of any length: two each, and one more
 constexpr int kMaxNesting = 40;             ///< of entities; libxml2 refuses more
+constexpr int kMaxMarks = 6000;             ///< quotes, equals signs and bars in front of the next "<"
 constexpr int kMaxSteps = 5000000;          ///< through entities in all of a file; there may be nothing in them
 constexpr std::size_t kShortText = 512;
 constexpr unsigned short kDecodeFailure = 0xFFFF;
@@ -130,6 +132,27 @@ bool HasThreadState()
     const bool hasRoom = room != nullptr;
     ktFREE(room);
     return hasRoom && xmlGetGlobalState() != nullptr;
+}
+
+/// Whether libxml2 can be done with a text in reasonable time. It compares every attribute of an element with all others,
+/// and so on in declarations, so that a megabyte of nothing else would take it minutes: what would make more than a
+/// few thousand of them is refused.
+bool IsReasonable(std::string_view aText)
+{
+    int inTag = 0;
+    int inDeclarations = 0;
+    int* marks = &inTag;
+    for (std::size_t i = 0; i < aText.size(); ++i) {
+        const char byte = aText[i];
+        if (byte == '<') {
+            inTag = 0;
+            const std::string_view next = aText.substr(i + 1, 2);
+            marks = next.size() == 2 && next[0] == '!' && next[1] >= 'A' ? &inDeclarations : &inTag;
+        } else if ((byte == '"' || byte == '=' || byte == '|' || byte == '\'') && ++*marks > kMaxMarks) {
+            return false;
+        }
+    }
+    return true;
 }
 
 void DropText(void* /*aContext*/, char const* /*aFormat*/, ...)
@@ -565,7 +588,8 @@ ktError ktConfig::ReadFile(char const* aPath, char*& aText, int& aSize)
 
 ktError ktConfig::AddDocument(char const* aText, int aSize, char const* aPath)
 {
-    const Document document = HasThreadState() ? PlainParser().Parse(aText, aSize) : Document(nullptr, &xmlFreeDoc);
+    const bool canParse = IsReasonable({aText, static_cast<std::size_t>(aSize)}) && HasThreadState();
+    const Document document = canParse ? PlainParser().Parse(aText, aSize) : Document(nullptr, &xmlFreeDoc);
     if (!document)
         return Report(kErrParse, "failed to parse config file: %s", aPath);
     xmlNode* const root = xmlDocGetRootElement(document.get());

@@ -11,9 +11,13 @@
 // the escaped value and the closing. Escapes leave no quote in a value, so the last quote of a line in front of its
 // closing belongs to the divider, whatever is in the key.
 constexpr std::string_view kSettingsHeader = "<?xml version=\"1.0\" encoding=\"ISO-8859-1\"?>\n<settings>\n";
-constexpr std::string_view kSettingsOpening = "  <s key=\"";
-constexpr std::string_view kSettingsDivider = "\" value=\"";
-constexpr std::string_view kSettingsClosing = "\"/>\n";
+constexpr std::string_view kSettingsLine = "  <s key=\"%s\" value=\"%s\"/>\n";
+constexpr std::size_t kSettingsKeyAt = kSettingsLine.find("%s");
+constexpr std::size_t kSettingsValueAt = kSettingsLine.rfind("%s");
+constexpr std::string_view kSettingsOpening = kSettingsLine.substr(0, kSettingsKeyAt);
+constexpr std::string_view kSettingsDivider =
+    kSettingsLine.substr(kSettingsKeyAt + 2, kSettingsValueAt - kSettingsKeyAt - 2);
+constexpr std::string_view kSettingsClosing = kSettingsLine.substr(kSettingsValueAt + 2);
 constexpr std::string_view kSettingsFooter = "</settings>\n";
 
 /// Reads the entries of a text in the written form, and finds its way past what is damaged.

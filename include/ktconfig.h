@@ -24,9 +24,10 @@ KT_EXPORT int config_logger(PLHashEntry* aEntry, int aIndex, void* aString);
 /// Reading is made for files that nobody vouches for. No other file and no network is read; nothing is printed;
 /// entities that a document declares are replaced in attributes, up to 4,100 bytes in each and five million steps in a
 /// file, and elements that hide in entities are not looked for. A file that libxml2 refuses (attributes of 10 MB, 256
-/// levels of elements, entities that multiply) is refused as a whole. It does not protect against an element with tens
-/// of thousands of attributes, which cost libxml2 the square of their number: a hundred thousand take minutes. libxml2
-/// sets itself up when the library is loaded, and does not survive a lack of memory while it does.
+/// levels of elements, entities that multiply) is refused as a whole, and so is one with more than 6,000 quotes, equals
+/// signs and bars in one tag or in all declarations: attributes cost libxml2 the square of their number, a hundred
+/// thousand take minutes. In encodings that are not based on ASCII they are not found. libxml2 sets itself up when the
+/// library is loaded, and does not survive a lack of memory while it does.
 ///
 /// Numbers are read in the width that they have on the device, in the same way in every locale: what `int` and
 /// `unsigned int` cannot hold gives their nearest limit, and then `errno` is set. Base 0 means that 0x reads

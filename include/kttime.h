@@ -128,7 +128,7 @@ KT_EXPORT char const* ktGetDayString(int aToday, int aDay);
 /// Reads a date and time: what `PR_ParseTimeString` takes, and "2015-06-01 10:00:00" with or without an offset behind
 /// it, such as "+0130", "UTC", "GMT" or "Z", "2015-06-01T10:00" with or without seconds, "2015.06.01-10:00:00". What
 /// stands behind the last number is not looked at, except for the offset, which is to be like that. Days up to 31 are
-/// taken in every month.
+/// taken in every month. Text of more than 127 characters, or with a number of more than nine digits, is no date.
 ///
 /// A time without offset is local. In the forms given here it is read with the zone's offset of now, and one hour more
 /// in daylight-saving time: wrong by the difference where the zone's own offset was another, or the calendar splits

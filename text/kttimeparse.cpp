@@ -7,6 +7,9 @@
 
 namespace {
 
+constexpr std::size_t kLongest = 127;   ///< no date is longer
+constexpr std::size_t kMostDigits = 9;  ///< in one number: more than any field has, and an `int` holds them
+
 /// The numbers as they stand in a text, 0 where they do not.
 struct ScannedDate {
     int mYear;
@@ -15,18 +18,33 @@ struct ScannedDate {
     int mHour;
     int mMinute;
     int mSecond;
-    char mZone[7];  ///< one character more than a zone has, which tells longer ones; empty without zone
+    char mZone[kLongest + 1];  ///< empty without zone
 };
 
-/// Nine digits are more than any field has, and fit.
+/// Whether scanning stays within the fields and their room.
+bool CanScan(char const* aText)
+{
+    constexpr char kDigits[] = "0123456789";
+    if (strnlen(aText, kLongest + 1) > kLongest)
+        return false;
+    for (char const* at = aText + std::strcspn(aText, kDigits); *at != '\0'; at += std::strcspn(at, kDigits)) {
+        const std::size_t digits = std::strspn(at, kDigits);
+        if (digits > kMostDigits)
+            return false;
+        at += digits;
+    }
+    return true;
+}
+
 bool Scan(char const* aText, ScannedDate& aDate)
 {
     const auto scan = [&](char const* aFormat) {
+        aDate = {};
         return std::sscanf(aText, aFormat, &aDate.mYear, &aDate.mMonth, &aDate.mDay, &aDate.mHour, &aDate.mMinute,
                            &aDate.mSecond, aDate.mZone);
     };
-    return scan("%9d-%9d-%9d %9d:%9d:%9d %6s") >= 6 || scan("%9d-%9d-%9dT%9d:%9d:%9d") >= 5 ||
-           scan("%9d.%9d.%9d-%9d:%9d:%9d") == 6;
+    return CanScan(aText) &&
+           (scan("%d-%d-%d %d:%d:%d %s") >= 6 || scan("%d-%d-%dT%d:%d:%d") >= 5 || scan("%d.%d.%d-%d:%d:%d") == 6);
 }
 
 bool IsDate(ScannedDate const& aDate)

@@ -34,6 +34,14 @@ std::string Repeat(std::string const& aText, int aCount)
 /// An element with this value for "k".
 std::string Line(std::string const& aValue) { return "<a key='k' value='" + aValue + "'/>"; }
 
+std::string Attributes(int aCount)
+{
+    std::string text;
+    for (int i = 0; i < aCount; ++i)
+        text += " a" + std::to_string(i) + "=''";
+    return text;
+}
+
 /// A configuration and a folder for its files.
 class Config : public testing::Test {
 protected:
@@ -59,10 +67,11 @@ protected:
 
 TEST_F(Config, FindsEntriesWhereverTheyAre)
 {
-    EXPECT_EQ(Add("<a key='x' value='1'>text<b key='x' value='2'/><c><d k='' key='deep' value='3' value2='4'/></c>"
-                  "<e key='half'/><f value='5'/><g key='' value='6'/><i key='empty' value=''/>"
-                  "<h key='b&amp;&#65;&#10;' value=' &lt;&#9;&quot;'/></a><!-- -->"),
-              0);
+    EXPECT_EQ(
+        Add("<a key='x' value='1'>text<b key='x' value='2'/><c><c><d k='' key='deep' value='3' value2='4'/></c></c>"
+            "<e key='half'/><f value='5'/><g key='' value='6'/><i key='empty' value=''/>"
+            "<h key='b&amp;&#65;&#10;' value=' &lt;&#9;&quot;'/></a><!-- -->"),
+        0);
     EXPECT_EQ(Value("x") + Value("deep") + Value("half") + Value("") + Value("empty") + Value("b&A\n"),
               "23(none)6 <\t\"");
     EXPECT_TRUE(Add("<x><y key='later' value='7'/><y key='deep' value='8'/></x>") == 0 && Value("deep") == "8");
@@ -119,7 +128,10 @@ TEST_F(Config, SurvivesHostileFiles)
                          Pair(Repeat("<a>", 10000) + one + Repeat("</a>", 10000), kNone),
                          Pair(Line(std::string("1\0", 2)), kNone),
                          Pair("<a key='" + nine + "' value='1'>" + one + "</a>", "1"),
-                         Pair("<?xml version='1.0' encoding='UTF-16'?>" + one, kNone)};
+                         Pair("<?xml version='1.0' encoding='UTF-16'?>" + one, kNone),
+                         Pair("<a" + Attributes(2000) + "><b" + Attributes(2000) + "/>" + one + "</a>", "1"),
+                         Pair("<a" + Attributes(100000) + "/>", kNone),
+                         Pair("<!DOCTYPE a [<!ENTITY e '" + Repeat("|", 6000) + "'>]>" + one, kNone)};
     for (auto const& [text, value] : files) {
         mConfig.Init();
         EXPECT_EQ(Add(text), value == kNone ? -8 : 0) << text.substr(0, 200);

@@ -116,7 +116,7 @@ TEST_F(RingBuffer, SurvivesEveryFailure)
     const std::string file = Save();
     for (int n = 1; n <= 9; ++n) {
         FailNthCall write(FailNthCall::kWrite, n);
-        EXPECT_EQ(SerializeToFile(mFile), n <= 3 ? -103 : 0);
+        EXPECT_TRUE(SerializeToFile(mFile) == (n <= 3 ? -103 : 0) && write.Fired() == (n <= 3));
         FailNthCall read(FailNthCall::kRead, n);
         EXPECT_EQ(Load(file), n <= 3 ? -102 : 0);
         EXPECT_TRUE(read.Fired() == (n <= 3) && Load(file) + PR_Seek(mFile, 0, PR_SEEK_SET) == 0);

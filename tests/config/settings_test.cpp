@@ -310,7 +310,9 @@ TEST_F(Settings, ChangesWhatItIsAskedTo)
     settings->SetWritability(1);
     EXPECT_TRUE(settings->Write() == 0 && Read() == "a=7,c=2x,");
     EXPECT_TRUE(settings->RemoveKey("c") + settings->Write() == 0 && Read() == "a=7,c=2x,") << "no change";
-    EXPECT_EQ(settings->mCalls, "a 1 gone, a - gone, a 7 there, b - gone, c 2x there, c - gone, ");
+    EXPECT_EQ(settings->SetValue("c", static_cast<char const*>(nullptr)), -2);
+    EXPECT_TRUE(settings->Write() == 0 && Read() == "a=7,") << "what failed counts as a change";
+    EXPECT_EQ(settings->mCalls, "a 1 gone, a - gone, a 7 there, b - gone, c 2x there, c - gone, c - gone, ");
     EXPECT_TRUE(settings->SetValue("d", true) + settings->Destroy() == 0 && Read() == "a=7,d=1,");
     EXPECT_LT(Init(kHeader + kFooter) + mSettings.Init("\xe9"), 0)
         << "a name that is not UTF-8 could not be written to";
