@@ -29,7 +29,7 @@ namespace {
 constexpr char kComponent[] = "ktconfig";
 constexpr std::size_t kMaxExpanded = 4100;  ///< bytes of UTF-8 that make a value of any length: two each, and one more
 constexpr int kMaxNesting = 40;             ///< of entities; libxml2 refuses more
-constexpr int kMaxMarks = 6000;             ///< quotes, equals signs and bars in front of the next "<"
+constexpr std::size_t kMaxMarks = 6000;     ///< quotes, equals signs and bars in front of the next "<"
 constexpr int kMaxSteps = 5000000;          ///< through entities in all of a file; there may be nothing in them
 constexpr std::size_t kShortText = 512;
 constexpr unsigned short kDecodeFailure = 0xFFFF;
@@ -139,18 +139,20 @@ bool HasThreadState()
 /// few thousand of them is refused.
 bool IsReasonable(std::string_view aText)
 {
-    int inTag = 0;
-    int inDeclarations = 0;
-    int* marks = &inTag;
-    for (std::size_t i = 0; i < aText.size(); ++i) {
-        const char byte = aText[i];
-        if (byte == '<') {
-            inTag = 0;
-            const std::string_view next = aText.substr(i + 1, 2);
-            marks = next.size() == 2 && next[0] == '!' && next[1] >= 'A' ? &inDeclarations : &inTag;
-        } else if ((byte == '"' || byte == '=' || byte == '|' || byte == '\'') && ++*marks > kMaxMarks) {
-            return false;
+    long long declared = 0;
+    while (!aText.empty()) {
+        const std::size_t end = std::min(aText.find('<', 1), aText.size());
+        const std::string_view part = aText.substr(0, end);
+        const bool isDeclaration = part.size() > 2 && part[1] == '!' && part[2] >= 'A';
+        if (isDeclaration || part.size() > kMaxMarks) {  // nearly no part is looked at
+            const auto marks = std::count_if(part.begin(), part.end(), [](char aByte) {
+                return aByte == '"' || aByte == '=' || aByte == '|' || aByte == '\'';
+            });
+            declared += isDeclaration ? marks : 0;
+            if (std::max<long long>(marks, declared) > static_cast<long long>(kMaxMarks))
+                return false;
         }
+        aText.remove_prefix(end);
     }
     return true;
 }
