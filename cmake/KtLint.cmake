@@ -3,7 +3,7 @@ find_program(KT_CLANG_FORMAT clang-format)
 find_program(KT_RUN_CLANG_TIDY run-clang-tidy)
 
 file(GLOB_RECURSE KT_LINT_SOURCES CONFIGURE_DEPENDS
-    include/*.h core/*.h core/*.cpp config/*.cpp text/*.h text/*.cpp log/*.cpp log/*.h
+    include/*.h core/*.h core/*.cpp config/*.h config/*.cpp text/*.h text/*.cpp log/*.cpp log/*.h
     platform/*.h platform/*.cpp examples/*.h examples/*.cpp tests/*.h tests/*.cpp bench/*.h bench/*.cpp fuzz/*.cpp)
 
 if(KT_CLANG_FORMAT AND KT_RUN_CLANG_TIDY)
