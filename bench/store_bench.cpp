@@ -1,5 +1,5 @@
-// What configurations and settings cost: reading beside libxml2's bare parse of the same bytes and GLib's key file of the
-// same entries, durable writing beside the bare calls with the same bytes, on a disk and in memory.
+// What configurations and settings cost: reading beside libxml2's bare parse of the same bytes and GLib's key file of
+// the same entries, durable writing beside the bare calls with the same bytes, on a disk and in memory.
 #include <benchmark/benchmark.h>
 #include <fcntl.h>
 #include <glib.h>

@@ -134,9 +134,9 @@ bool HasThreadState()
     return hasRoom && xmlGetGlobalState() != nullptr;
 }
 
-/// Whether libxml2 can be done with a text in reasonable time. It compares every attribute of an element with all others,
-/// and so on in declarations, so that a megabyte of nothing else would take it minutes: what would make more than a
-/// few thousand of them is refused.
+/// Whether libxml2 can be done with a text in reasonable time. It compares every attribute of an element with all
+/// others, and so on in declarations, so that a megabyte of nothing else would take it minutes: what would make more
+/// than a few thousand of them is refused.
 bool IsReasonable(std::string_view aText)
 {
     long long declared = 0;

@@ -42,10 +42,10 @@ public:
     /// Reads the file that Write() will write; called again, starts over with another one. Any configuration file will
     /// do. What Write() wrote is read in its own form, also where XML would refuse it; so is what is left of it when it
     /// was damaged, and the log says how many entries that is. Blocks for the file system.
-    /// @return as ktConfig::AddConfig(), which also tells what is logged: -100 when there is no file, and then the store
-    ///         is empty and usable; -8 also for a damaged file, whose whole entries are in the store. Besides: -7 when
-    ///         no lock can be had; -2 when there is no memory for the path, or it is not UTF-8. Both are logged, and then
-    ///         nothing can be set. A path that is null or empty gives -100, and a store that is never written.
+    /// @return as ktConfig::AddConfig(), which also tells what is logged: -100 when there is no file, and then the
+    ///         store is empty and usable; -8 also for a damaged file, whose whole entries are in the store. Besides: -7
+    ///         when no lock can be had; -2 when there is no memory for the path, or it is not UTF-8. Both are logged,
+    ///         and then nothing can be set. A path that is null or empty gives -100, and a store that is never written.
     virtual ktError Init(char const* aPath);
     /// Called on the setting thread, without the lock, after each SetValue() and RemoveKey(), failed or not. Does
     /// nothing itself.

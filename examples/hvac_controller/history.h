@@ -8,8 +8,8 @@
 
 #include "trace.h"
 
-/// Keeps a day of samples, the last of each five minutes and a gap where there was none, in a file of the state folder.
-/// Time that goes back starts it over. Used on the main thread.
+/// Keeps a day of samples, the last of each five minutes and a gap where there was none, in a file of the state
+/// folder. Time that goes back starts it over. Used on the main thread.
 class History {
 public:
     /// Reads the file of the last run, if there is one. What cannot be used is put aside, in place of what was put aside
