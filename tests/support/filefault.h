@@ -3,7 +3,8 @@
 #pragma once
 
 /// Fails the Nth call of one function that the calling thread makes until Fired() is asked, whoever makes it: it
-/// alone, or all from it on. Several functions may fail at a time, each once. A `close` that fails has closed all the same; the others have done nothing.
+/// alone, or all from it on. Several functions may fail at a time, each in one way. A `close` that fails has closed all
+/// the same; the others have done nothing.
 class FailNthCall {
 public:
     enum Function { kOpen, kRead, kWrite, kFsync, kClose, kRename, kLink, kUnlink };
